@@ -1,0 +1,11 @@
+// Fatal errors of the content generator.
+#include "fail.h"
+
+#include <cstdio>   // Required for: fprintf()
+#include <cstdlib>  // Required for: exit()
+
+void fail(const std::string& message)
+{
+    std::fprintf(stderr, "contentgen: %s\n", message.c_str());
+    std::exit(1);
+}
