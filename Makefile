@@ -1,0 +1,32 @@
+# The two commands: `make run` plays the demo, `make test` builds and passes every test.
+# Both install what is missing first, so they work on a fresh Debian machine.
+
+BUILD ?= build
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=Release
+
+.PHONY: all setup configure build run test bench clean
+
+all: build
+
+setup:
+	@bash scripts/setup.sh
+
+configure: setup
+	@cmake -S . -B $(BUILD) $(CMAKE_FLAGS) >/dev/null
+
+build: configure
+	@cmake --build $(BUILD) -j $(JOBS)
+
+# Plays from the repository root, where data/ lives; without a display it runs in a virtual one.
+run: build
+	@bash scripts/with-display.sh $(BUILD)/demo $(ARGS)
+
+test: build
+	@cd $(BUILD) && bash ../scripts/with-display.sh ctest --output-on-failure -j $(JOBS)
+
+bench: build
+	@bash scripts/with-display.sh bash scripts/bench.sh $(BUILD)
+
+clean:
+	@rm -rf $(BUILD)

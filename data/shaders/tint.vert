@@ -1,0 +1,6 @@
+// Pass-through for the tinted pass.
+void main()
+{
+    gl_TexCoord[0] = gl_MultiTexCoord0;
+    gl_Position = ftransform();
+}

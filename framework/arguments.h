@@ -1,0 +1,14 @@
+// Arguments: the command line, "e:x:y:b:dfvh". Writes into Config; the informational
+// options print and end the program with status 1.
+#pragma once
+
+class Arguments {
+public:
+    Arguments();
+    ~Arguments();
+
+    void get(int argc, char** argv);
+    void printHelp();
+};
+
+extern Arguments arguments;

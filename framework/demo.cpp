@@ -1,0 +1,297 @@
+// Demo: the director. The music position is the only clock: pausing pauses the music,
+// seeking moves it, and the picture follows.
+#include "demo.h"
+
+#include <GL/gl.h>  // Required for: the time bar's lines
+#include <sstream>  // Required for: the status line
+#include <vector>
+
+#include "audio.h"
+#include "camera.h"
+#include "config.h"
+#include "events.h"
+#include "fps.h"
+#include "loader.h"
+#include "logger.h"
+#include "music.h"
+#include "scene.h"
+#include "script.h"
+#include "shadermanager.h"
+#include "texturemanager.h"
+#include "timeline.h"
+#include "timer.h"
+#include "window.h"
+
+static const char* const scheduleFile = "data/demo.lua";
+
+// The entries active in the current frame; kept between frames so drawing allocates nothing.
+static std::vector<Timeline*> active;
+
+Demo::Demo()
+{
+    logger << "Demo: Initializing..." << std::endl;
+    shadermanager.loadShaders();
+    texturemanager.loadImages();
+}
+
+Demo::~Demo()
+{
+    logger << "Demo: Quitting.." << std::endl;
+    shadermanager.freeShaders();
+    texturemanager.clearImages();
+    releaseScenes();
+    destroy();
+}
+
+void Demo::addScene(std::string name, Scene* scene)
+{
+    logger << "Scene: Adding " << name << std::endl;
+    scenes[name] = scene;  // a replaced scene is not deleted
+}
+
+void Demo::loadScript(std::string file)
+{
+    logger << "Demo: Loading script: " << file << std::endl;
+    script.load(file);
+}
+
+void Demo::addSceneToTimeline(std::string name, int start, int end)
+{
+    std::map<std::string, Scene*>::iterator found = scenes.find(name);
+    if (found == scenes.end()) {
+        std::string message = "Timeline: Error! Scene: " + name + " dont exist!";
+        fatal(message, message, 1);
+    }
+
+    Timeline* entry = new Timeline();
+    entry->scene = found->second;
+    entry->start = start;
+    entry->end = end;
+    entry->name = name;
+    logger << "Timeline: Adding scene " << name << " to: " << start << "-" << end << std::endl;
+    timeLine.entries.push_back(entry);
+}
+
+void Demo::initScenes()
+{
+    for (std::map<std::string, Scene*>::iterator it = scenes.begin(); it != scenes.end(); ++it) {
+        logger << "Scene: Initializing " << it->first << std::endl;
+        it->second->init();
+    }
+}
+
+void Demo::releaseScenes()
+{
+    for (std::map<std::string, Scene*>::iterator it = scenes.begin(); it != scenes.end(); ++it) {
+        logger << "Scene: Releasing " << it->first << std::endl;
+        it->second->release();
+    }
+}
+
+void Demo::start()
+{
+    logger << "Demo: Starting now!" << std::endl;
+    running = true;
+    paused = false;
+    timer.start();
+}
+
+void Demo::stop()
+{
+    logger << "Demo: Stopped!" << std::endl;
+    timer.stop();
+}
+
+void Demo::setPause(bool pause)
+{
+    logger << (pause ? "Demo: Paused!" : "Demo: Running!") << std::endl;
+    paused = pause;
+    timer.pause(pause);
+    if (Config::debug) window.setTitle(pause ? "Paused" : "Running");
+}
+
+void Demo::update()
+{
+    events.update();
+    if (Config::debug) debug();
+    // A paused frame only handles events: no swap, no sleep, no drawing.
+    if (paused) return;
+
+    window.update();
+    audio.update();
+    timer.update();
+    draw();
+
+    if (music.getPosition() >= music.getLength() - 99) {
+        logger << "Demo: Last scene done! :)" << std::endl;
+        demo.running = false;
+    }
+}
+
+void Demo::draw()
+{
+    int t = timer.getPosition();
+    active.clear();
+    for (size_t i = 0; i < timeLine.entries.size(); i++) {
+        Timeline* entry = timeLine.entries[i];
+        if (entry->start <= t && t < entry->end) {
+            current = static_cast<int>(i);
+            active.push_back(entry);
+        }
+    }
+    // Earlier-added entries first, so they end up underneath.
+    for (size_t i = 0; i < active.size(); i++) active[i]->scene->draw();
+}
+
+// True when `index` names an entry of the schedule; the skip keys are bounded by the number
+// of registered scenes, so the schedule may be shorter.
+static bool inSchedule(int index) { return index >= 0 && index < static_cast<int>(timeLine.entries.size()); }
+
+void Demo::nextScene()
+{
+    int n = static_cast<int>(scenes.size());
+    if (current + 1 == n) {
+        logger << "Scene: Error: Allready at last scene!" << std::endl;
+        return;
+    }
+    logger << "Scene: Next scene!" << std::endl;
+    if (!inSchedule(current + 1)) return;  // nothing to jump to: the time stays
+
+    current++;
+    int start = timeLine.entries[current]->start;
+    music.setPosition(start);
+    logger << "Scene: new active scene is: " << current << "/" << n << " - time: " << start << std::endl;
+}
+
+void Demo::previousScene()
+{
+    int n = static_cast<int>(scenes.size());
+    if (current == 0) {
+        logger << "Scene: Starting first scene from beg!" << std::endl;
+        music.setPosition(0);
+        return;
+    }
+    logger << "Scene: Previous scene!" << std::endl;
+    if (!inSchedule(current - 1)) return;
+
+    current--;
+    int start = timeLine.entries[current]->start;
+    music.setPosition(start);
+    logger << "Scene: new active scene is " << current << "/" << n << " - time: " << start << std::endl;
+}
+
+// Steps shared by reload and restart: everything is rebuilt from the files on disk.
+static void rebuild()
+{
+    demo.stop();
+    demo.releaseScenes();
+    timeLine.entries.clear();  // the old entries are not freed
+    loader.clear();
+    shadermanager.freeShaders();
+    shadermanager.loadShaders();
+    texturemanager.clearImages();
+    texturemanager.loadImages();
+    demo.loadScript(scheduleFile);
+    demo.initScenes();
+}
+
+void Demo::reload()
+{
+    logger << "Demo: Reload!" << std::endl;
+    float position = static_cast<float>(music.getPosition());
+    rebuild();
+    start();
+    logger << "Demo: Reload done. Chaning time to " << position << std::endl;
+    // The music restarts from 0, so the relative seek lands on the old position.
+    timer.changePosition(static_cast<int>(position));
+}
+
+void Demo::restart()
+{
+    logger << "Demo: Restart!" << std::endl;
+    rebuild();
+    timer.changePosition(0);
+    start();
+}
+
+void Demo::info()
+{
+    int length = music.getLength();
+    std::ostringstream line;
+    line << "Scene: " << current << "/" << scenes.size() << " - "
+         << "Time: " << timer.getPositionMinute() << ":" << timer.getPositionSecond() << "/"
+         << static_cast<double>(length / 60000) << ":" << static_cast<double>((length / 1000) % 60)
+         << " - FPS: " << rateText(fps.get());
+    window.setTitle(line.str());
+}
+
+// One white line from (x, y1) to (x, y2) in the current matrix.
+static void verticalMark(float x, float y1, float y2)
+{
+    glBegin(GL_LINES);
+    glVertex3f(x, y1, 0.0f);
+    glVertex3f(x, y2, 0.0f);
+    glEnd();
+}
+
+void Demo::debug()
+{
+    float length = static_cast<float>(music.getLength());
+    float position = static_cast<float>(music.getPosition());
+
+    camera.enable2D();
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+
+    glPushMatrix();
+    glTranslatef(0.5f, 0.0f, 0.0f);
+    glLineWidth(4.0f);
+    glBegin(GL_LINES);
+    glVertex3f(-0.4f, 0.1f, 0.0f);
+    glVertex3f(0.4f, 0.1f, 0.0f);
+    glEnd();
+    glPopMatrix();
+
+    glPushMatrix();
+    glLineWidth(3.0f);
+    glTranslatef(0.0f, 0.1f, 0.0f);
+    verticalMark(0.1f, -0.02f, 0.02f);
+    glTranslatef(0.8f, 0.0f, 0.0f);
+    verticalMark(0.1f, -0.02f, 0.02f);
+    glPopMatrix();
+
+    // Positions run from 0.1 at time 0 to 1.1 at the end, past the base line's right end.
+    glPushMatrix();
+    glLineWidth(4.0f);
+    glTranslatef(0.1f + position / length, 0.1f, 0.0f);
+    verticalMark(0.0f, -0.02f, 0.02f);
+    glPopMatrix();
+
+    for (size_t i = 0; i < timeLine.entries.size(); i++) {
+        Timeline* entry = timeLine.entries[i];
+        glPushMatrix();
+        glLineWidth(2.0f);
+        glTranslatef(entry->start / length, 0.1f, 0.0f);
+        glColor3f(1.0f, 1.0f, 1.0f);
+        verticalMark(0.1f, -0.015f, 0.015f);
+        glPopMatrix();
+
+        glPushMatrix();
+        glLineWidth(1.0f);
+        glTranslatef(entry->end / length, 0.1f, 0.0f);
+        glColor3f(0.0f, 0.0f, 0.0f);
+        verticalMark(0.1f, -0.015f, 0.015f);
+        glPopMatrix();
+    }
+
+    camera.disable2D();
+}
+
+void Demo::destroy()
+{
+    for (std::map<std::string, Scene*>::iterator it = scenes.begin(); it != scenes.end(); ++it) {
+        logger << "Scene: Deleting " << it->first << std::endl;
+        delete it->second;
+    }
+    timeLine.entries.clear();
+    scenes.clear();
+}

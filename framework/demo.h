@@ -1,0 +1,39 @@
+// Demo: the director. Owns the scenes, runs the schedule on the music clock and drives each
+// frame; steered by the keyboard and window events.
+#pragma once
+
+#include <map>
+#include <string>
+
+class Scene;
+
+class Demo {
+public:
+    bool running;  // first member: Escape and window close clear it directly
+    bool paused;   // second member: read by the Space key
+    int current;   // index into the schedule of the entry found active last
+    std::map<std::string, Scene*> scenes;  // owned, walked in name order
+
+    Demo();
+    ~Demo();
+
+    void addScene(std::string name, Scene* scene);
+    void loadScript(std::string file);
+    void addSceneToTimeline(std::string name, int start, int end);
+    void initScenes();
+    void releaseScenes();
+    void start();
+    void stop();
+    void setPause(bool pause);
+    void update();
+    void draw();
+    void nextScene();
+    void previousScene();
+    void reload();
+    void restart();
+    void info();
+    void debug();
+    void destroy();
+};
+
+extern Demo demo;

@@ -1,0 +1,27 @@
+// FPS: frame rate against music time, debug mode only; one "Plot" line per second of music.
+#pragma once
+
+#include <string>
+
+class FPS {
+public:
+    int frames;
+    int lastPosition;
+    int elapsed;
+    float fps;
+    float average;
+    int total;
+    int samples;
+
+    FPS();
+    ~FPS();
+
+    void update();
+    float get();
+};
+
+extern FPS fps;
+
+// The first two characters of the rate's default text (59.94 gives "59", 7.5 gives "7.",
+// 120.2 gives "12"): the width the plot lines and the status line have always had
+std::string rateText(float rate);

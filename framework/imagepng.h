@@ -1,0 +1,13 @@
+// ImagePNG: decodes one PNG file into an Image ready for upload.
+#pragma once
+
+#include <string>
+
+#include "image.h"
+
+class ImagePNG {
+public:
+    // A new Image owned by the caller, or null when libpng fails while decoding. A missing
+    // file, a file that is not a PNG, or an unusable colour type end the program (status 1)
+    Image* load(std::string filename);
+};

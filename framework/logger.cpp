@@ -1,0 +1,55 @@
+// Logger: dated lines into the file named by LOGFILE, debug mode only.
+#include "logger.h"
+
+#include <cstdio>    // Required for: std::fflush()
+#include <cstdlib>   // Required for: std::_Exit()
+#include <ctime>     // Required for: time(), localtime(), strftime()
+#include <iostream>  // Required for: std::cerr, std::cout
+
+#include "config.h"
+
+Logger::Logger() : enabled(false)
+{
+    if (!Config::getDebug()) return;
+
+    enabled = true;
+    // An unopenable file leaves the stream failed, which silently drops every later write.
+    file.open(Config::logfile.c_str(), std::ios::out | std::ios::trunc);
+    printDate();
+    file << "Logger: Logging to " << Config::logfile << std::endl;
+    Config::print();
+}
+
+Logger::~Logger()
+{
+    if (!enabled) return;
+    printDate();
+    file << "Logger: Closing..." << std::endl;
+    file.close();
+}
+
+void Logger::printDate()
+{
+    char buffer[25];
+    time_t now = time(nullptr);
+    strftime(buffer, sizeof(buffer), "%Y-%m-%d: %H:%M:%S - ", localtime(&now));
+    file << buffer;
+}
+
+void Logger::setEnabled(bool value) { enabled = value; }
+
+bool Logger::getEnabled() { return enabled; }
+
+void fatal(const std::string& message, int status)
+{
+    std::cout.flush();
+    std::cerr << message << std::endl;
+    std::fflush(nullptr);
+    std::_Exit(status);
+}
+
+void fatal(const std::string& logLine, const std::string& message, int status)
+{
+    logger << logLine << std::endl;
+    fatal(message, status);
+}

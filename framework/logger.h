@@ -1,0 +1,40 @@
+// Logger: the single log writer. Every module writes one dated line per event through the
+// global `logger`; the file exists only in debug mode, otherwise writes are dropped silently.
+// Also home of `fatal`, the one way the program ends on an error.
+#pragma once
+
+#include <fstream>  // Required for: std::ofstream
+#include <string>
+
+class Logger {
+public:
+    bool enabled;
+    std::ofstream file;  // public: modules write values after calling printDate()
+
+    Logger();
+    ~Logger();
+
+    // Writes the local-time prefix "YYYY-MM-DD: HH:MM:SS - " to the file
+    void printDate();
+    void setEnabled(bool value);
+    bool getEnabled();
+
+    // Starts a dated line with the value and hands back the stream, so the caller goes on
+    // with more values and ends the line with std::endl.
+    template <typename T>
+    std::ostream& operator<<(const T& value)
+    {
+        printDate();
+        file << value;
+        file.flush();
+        return file;
+    }
+};
+
+extern Logger logger;
+
+// Ends the program at once with `status`: the message (and a line end) goes to standard
+// error, and the log line, when given, to the log first. No destructor runs: the program may
+// be half-constructed, and an error must not turn into a crash on the way out.
+[[noreturn]] void fatal(const std::string& message, int status = 1);
+[[noreturn]] void fatal(const std::string& logLine, const std::string& message, int status);

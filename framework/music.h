@@ -1,0 +1,42 @@
+// Music: the one track and the master clock of the whole presentation. Its playing
+// position in milliseconds is the demo time; start, pause and seek move the picture with it.
+#pragma once
+
+#include <AL/al.h>  // Required for: ALuint
+#include <string>
+
+// The opened track: decoder, output queue, clock and analysis state, private to the music
+struct Stream;
+
+class Music {
+public:
+    bool playing;         // set by start, never cleared: stop only pauses
+    unsigned int length;  // ms, cached by getLength and changePosition
+    float volume;         // 0 ... 1
+
+    explicit Music(std::string name);
+    ~Music();
+
+    void start();
+    void stop();
+    void setPause(bool pause);
+    int getPosition();
+    void setPosition(unsigned int ms);
+    void changePosition(int delta);
+    int getLength();
+    float getVolume();
+    void setVolume(float value);
+    void getSpectrum(float* spectrum, int count);
+    void getWaveData(float* wave, int count);
+    bool checkPlaying();
+
+private:
+    friend class Audio;
+
+    // Moves played-out buffers to the end of the queue and restarts an output that ran dry
+    void refill();
+};
+
+extern Stream* sound;   // the opened track; null until the music is constructed
+extern ALuint channel;  // the source playing it; 0 before the first start and after the track ended
+extern Music music;

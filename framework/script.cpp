@@ -1,0 +1,100 @@
+// Script: one Lua 5.1 state shared by the configuration and the timeline script.
+#include "script.h"
+
+#include <cstdlib>  // Required for: strtol()
+
+extern "C" {
+#include <lauxlib.h>
+#include <lua.h>
+#include <lualib.h>
+}
+
+#include "demo.h"
+#include "logger.h"
+
+Script::Script()
+{
+    state = luaL_newstate();
+    luaL_openlibs(state);
+    lua_register(state, "addSceneToTimeline", addSceneToTimeline);
+}
+
+Script::~Script() { lua_close(state); }
+
+bool Script::load(std::string file)
+{
+    if (luaL_loadfile(state, file.c_str()) == 0 && lua_pcall(state, 0, LUA_MULTRET, 0) == 0) return true;
+
+    // The message sits at the bottom of the stack only when the chunks before returned
+    // nothing; results that a script left there are reported instead, as they always were.
+    const char* message = lua_tostring(state, 1);
+    fatal(std::string("Script: Error! ") + (message ? message : "(error object is not a string)"));
+}
+
+bool Script::getBool(std::string name)
+{
+    lua_getglobal(state, name.c_str());
+    bool value = lua_toboolean(state, -1) != 0;
+    lua_pop(state, 1);
+    return value;
+}
+
+double Script::getInt(std::string name)
+{
+    lua_getglobal(state, name.c_str());
+    double value = lua_tonumber(state, -1);
+    lua_pop(state, 1);
+    return value;
+}
+
+std::string Script::getString(std::string name)
+{
+    lua_getglobal(state, name.c_str());
+    const char* text = lua_tostring(state, -1);  // numbers come back in Lua's text form
+    std::string value = text ? text : "";
+    lua_pop(state, 1);
+    return value;
+}
+
+void Script::setBool(std::string name, bool value)
+{
+    lua_pushboolean(state, value);
+    lua_setglobal(state, name.c_str());
+}
+
+void Script::setInt(std::string name, double value)
+{
+    lua_pushinteger(state, static_cast<lua_Integer>(value));
+    lua_setglobal(state, name.c_str());
+}
+
+void Script::setString(std::string name, std::string value)
+{
+    lua_pushstring(state, value.c_str());
+    lua_setglobal(state, name.c_str());
+}
+
+void Script::runFunction(std::string name)
+{
+    lua_getglobal(state, name.c_str());
+    lua_call(state, 0, 0);
+}
+
+// Reads argument `index` as text; without one the call is a script error, which load()
+// reports with the file and line of the call.
+static const char* argumentText(lua_State* state, int index, const char* what)
+{
+    const char* text = lua_tostring(state, index);
+    if (!text) luaL_error(state, "addSceneToTimeline: argument %d (%s) must be a string or a number", index, what);
+    return text;
+}
+
+int addSceneToTimeline(lua_State* state)
+{
+    std::string name = argumentText(state, 1, "name");
+    // Through the text form on purpose: 15.9 gives 15, "0x10" gives 0, 1e+15 gives 1.
+    int start = static_cast<int>(strtol(argumentText(state, 2, "start"), nullptr, 10));
+    int end = static_cast<int>(strtol(argumentText(state, 3, "end"), nullptr, 10));
+    demo.addSceneToTimeline(name, start, end);
+    return 1;
+}

@@ -1,0 +1,213 @@
+// Shader: GL 2.0 entry points where present, the ARB shader objects otherwise (that path has
+// always been incomplete and says so in the log).
+#include "shader.h"
+
+#include <GL/glew.h>  // Required for: the GL 2.0 and ARB shader entry points
+#include <cstring>    // Required for: memcpy()
+#include <fstream>    // Required for: std::ifstream
+#include <iostream>   // Required for: std::cerr
+#include <sstream>    // Required for: std::stringstream
+
+#include "logger.h"
+
+Shader::Shader() : vertexSource(nullptr), fragmentSource(nullptr), program(0), vertexShader(0), fragmentShader(0) {}
+
+Shader::~Shader()
+{
+    delete[] vertexSource;
+    delete[] fragmentSource;
+}
+
+char* Shader::loadFile(const char* filename)
+{
+    logger << "Shader: Loading file: " << filename << std::endl;
+    std::ifstream file(filename);
+    std::stringstream text;
+    text << file.rdbuf();
+    file.close();
+    if (file.fail()) fatal(std::string("Shader: Error! ") + filename + " does not exist!");
+
+    std::string content = text.str();
+    char* source = new char[content.size() + 1];
+    memcpy(source, content.c_str(), content.size() + 1);
+    return source;
+}
+
+static bool coreShaders() { return glewIsSupported("GL_VERSION_2_0"); }
+
+static bool arbShaders() { return GLEW_ARB_vertex_shader && GLEW_ARB_fragment_shader; }
+
+// One object of each kind, through whichever API the context offers.
+static unsigned int createShader(bool core, GLenum type)
+{
+    return core ? glCreateShader(type) : glCreateShaderObjectARB(type);
+}
+
+static void compile(bool core, unsigned int shader, const char* source)
+{
+    if (core) {
+        glShaderSource(shader, 1, &source, nullptr);
+        glCompileShader(shader);
+    } else {
+        glShaderSourceARB(shader, 1, &source, nullptr);
+        glCompileShaderARB(shader);
+    }
+}
+
+void Shader::init(std::string, const char* vertexFile, const char* fragmentFile)
+{
+    vertexSource = loadFile(vertexFile);
+    fragmentSource = loadFile(fragmentFile);
+
+    bool core = coreShaders();
+    if (core) {
+        logger << "Shader: Using OpenGL 2.0 shader." << std::endl;
+    } else if (arbShaders()) {
+        logger << "Shader: Using OpenGL ARB shader! - NOT DONE YET!" << std::endl;
+    } else {
+        logger << "Shader: GLSL is not supported!" << std::endl;
+        return;
+    }
+
+    logger << "Shader: Creating vertex shader object: " << vertexFile << std::endl;
+    vertexShader = createShader(core, GL_VERTEX_SHADER);
+    logger << "Shader: Attatching vertex shader source (" << vertexFile << ") to shader object: " << vertexShader
+           << std::endl;
+    logger << "Shader: Compiling vertex shader: " << vertexFile << std::endl;
+    compile(core, vertexShader, vertexSource);
+    validateShader(vertexShader);
+
+    logger << "Shader: Creating fragment shader object: " << fragmentFile << std::endl;
+    fragmentShader = createShader(core, GL_FRAGMENT_SHADER);
+    // This line has always named the vertex file, with two blanks before the parenthesis.
+    logger << "Shader: Attatching fragment shader source  (" << vertexFile << ") to shader object: " << fragmentShader
+           << std::endl;
+    logger << "Shader: Compiling fragment shader: " << fragmentFile << std::endl;
+    compile(core, fragmentShader, fragmentSource);
+    validateShader(fragmentShader);
+
+    logger << "Shader: Creating program object: " << program << std::endl;
+    program = core ? glCreateProgram() : glCreateProgramObjectARB();
+    logger << "Shader: Attaching vertex shader source (" << vertexFile << ") to program object: " << program
+           << std::endl;
+    core ? glAttachShader(program, vertexShader) : glAttachObjectARB(program, vertexShader);
+    logger << "Shader: Attaching fragment shader source (" << fragmentFile << ") to program object: " << program
+           << std::endl;
+    core ? glAttachShader(program, fragmentShader) : glAttachObjectARB(program, fragmentShader);
+    logger << "Shader: Linking program object: " << program << std::endl;
+    core ? glLinkProgram(program) : glLinkProgramARB(program);
+    validateProgram(program);
+}
+
+// Reports one line to the log and standard error alike.
+static void report(const std::string& line)
+{
+    logger << line << std::endl;
+    std::cerr << line << std::endl;
+}
+
+// Any info log at all, warnings included, ends the program: shaders ship clean or not at all.
+template <typename GetLog>
+static void failOnInfoLog(int length, GetLog getLog)
+{
+    if (length < 1) return;
+    std::string text(static_cast<size_t>(length), '\0');
+    getLog(length, &text[0]);
+    text.resize(strlen(text.c_str()));
+    logger << "Shader: Info log: " << std::endl << text << std::endl;
+    fatal("Shader: Info log: \n" + text);
+}
+
+void Shader::validateShader(unsigned int shader)
+{
+    logger << "Shader: Validating shader: " << shader << std::endl;
+    GLint status = 0;
+    glGetShaderiv(shader, GL_COMPILE_STATUS, &status);
+    if (!status) report("Shader: Error compiling " + std::to_string(shader));
+
+    GLint length = 0;
+    glGetShaderiv(shader, GL_INFO_LOG_LENGTH, &length);
+    failOnInfoLog(length, [shader](int size, char* out) { glGetShaderInfoLog(shader, size, nullptr, out); });
+}
+
+void Shader::validateProgram(unsigned int program)
+{
+    logger << "Shader: Validating program: " << program << std::endl;
+    glValidateProgram(program);
+    GLint status = 0;
+    glGetProgramiv(program, GL_VALIDATE_STATUS, &status);
+    if (!status) report("Shader: Error validating program " + std::to_string(program));
+    glGetProgramiv(program, GL_LINK_STATUS, &status);
+    if (!status) report("Shader: Error linking program " + std::to_string(program));
+
+    GLint length = 0;
+    glGetProgramiv(program, GL_INFO_LOG_LENGTH, &length);
+    failOnInfoLog(length, [program](int size, char* out) { glGetProgramInfoLog(program, size, nullptr, out); });
+}
+
+void Shader::bind() { glUseProgram(program); }
+
+void Shader::unbind() { glUseProgram(0); }
+
+unsigned int Shader::getUniformLocation(const char* name)
+{
+    GLint location = glGetUniformLocationARB(program, name);
+    if (location == -1) fatal(std::string("Shader: Cannot find uniform variable ") + name + " in shader.");
+    return static_cast<unsigned int>(location);
+}
+
+unsigned int Shader::getAttribLocation(const char* name)
+{
+    GLint location = glGetAttribLocationARB(program, name);
+    if (location == -1) fatal(std::string("Shader: Cannot find attrib ") + name + " in shader.");
+    return static_cast<unsigned int>(location);
+}
+
+// The single-value setters have always gone through the ARB entry points, the rest through GL 2.0.
+bool Shader::setUniform1f(const char* name, float v0) { glUniform1fARB(getUniformLocation(name), v0); return true; }
+bool Shader::setUniform2f(const char* name, float v0, float v1) { glUniform2fARB(getUniformLocation(name), v0, v1); return true; }
+bool Shader::setUniform3f(const char* name, float v0, float v1, float v2) { glUniform3fARB(getUniformLocation(name), v0, v1, v2); return true; }
+bool Shader::setUniform4f(const char* name, float v0, float v1, float v2, float v3) { glUniform4fARB(getUniformLocation(name), v0, v1, v2, v3); return true; }
+bool Shader::setUniform1i(const char* name, int v0) { glUniform1iARB(getUniformLocation(name), v0); return true; }
+bool Shader::setUniform2i(const char* name, int v0, int v1) { glUniform2iARB(getUniformLocation(name), v0, v1); return true; }
+bool Shader::setUniform3i(const char* name, int v0, int v1, int v2) { glUniform3iARB(getUniformLocation(name), v0, v1, v2); return true; }
+bool Shader::setUniform4i(const char* name, int v0, int v1, int v2, int v3) { glUniform4iARB(getUniformLocation(name), v0, v1, v2, v3); return true; }
+bool Shader::setUniform1fv(const char* name, int count, float* value) { glUniform1fv(getUniformLocation(name), count, value); return true; }
+bool Shader::setUniform2fv(const char* name, int count, float* value) { glUniform2fv(getUniformLocation(name), count, value); return true; }
+bool Shader::setUniform3fv(const char* name, int count, float* value) { glUniform3fv(getUniformLocation(name), count, value); return true; }
+bool Shader::setUniform4fv(const char* name, int count, float* value) { glUniform4fv(getUniformLocation(name), count, value); return true; }
+bool Shader::setUniform1iv(const char* name, int count, int* value) { glUniform1iv(getUniformLocation(name), count, value); return true; }
+bool Shader::setUniform2iv(const char* name, int count, int* value) { glUniform2iv(getUniformLocation(name), count, value); return true; }
+bool Shader::setUniform3iv(const char* name, int count, int* value) { glUniform3iv(getUniformLocation(name), count, value); return true; }
+bool Shader::setUniform4iv(const char* name, int count, int* value) { glUniform4iv(getUniformLocation(name), count, value); return true; }
+bool Shader::setUniformMatrix2fv(const char* name, int count, unsigned char transpose, float* value) { glUniformMatrix2fv(getUniformLocation(name), count, transpose, value); return true; }
+bool Shader::setUniformMatrix3fv(const char* name, int count, unsigned char transpose, float* value) { glUniformMatrix3fv(getUniformLocation(name), count, transpose, value); return true; }
+bool Shader::setUniformMatrix4fv(const char* name, int count, unsigned char transpose, float* value) { glUniformMatrix4fv(getUniformLocation(name), count, transpose, value); return true; }
+bool Shader::setVertexAttrib1f(const char* name, float v0) { glVertexAttrib1f(getAttribLocation(name), v0); return true; }
+bool Shader::setVertexAttrib2f(const char* name, float v0, float v1) { glVertexAttrib2f(getAttribLocation(name), v0, v1); return true; }
+bool Shader::setVertexAttrib3f(const char* name, float v0, float v1, float v2) { glVertexAttrib3f(getAttribLocation(name), v0, v1, v2); return true; }
+bool Shader::setVertexAttrib4f(const char* name, float v0, float v1, float v2, float v3) { glVertexAttrib4f(getAttribLocation(name), v0, v1, v2, v3); return true; }
+bool Shader::setVertexAttrib1fv(const char* name, float* value) { glVertexAttrib1fv(getAttribLocation(name), value); return true; }
+bool Shader::setVertexAttrib2fv(const char* name, float* value) { glVertexAttrib2fv(getAttribLocation(name), value); return true; }
+bool Shader::setVertexAttrib3fv(const char* name, float* value) { glVertexAttrib3fv(getAttribLocation(name), value); return true; }
+bool Shader::setVertexAttrib4fv(const char* name, float* value) { glVertexAttrib4fv(getAttribLocation(name), value); return true; }
+
+void Shader::release()
+{
+    bool core = coreShaders();
+    if (!core && !arbShaders()) {
+        logger << "Shader: skipping release, shader not supported!" << std::endl;
+        return;
+    }
+    logger << "Shader: Detaching vertex shader " << vertexShader << " from program object " << program << std::endl;
+    core ? glDetachShader(program, vertexShader) : glDetachObjectARB(program, vertexShader);
+    logger << "Shader: Detaching fragment shader " << fragmentShader << " from program object " << program << std::endl;
+    core ? glDetachShader(program, fragmentShader) : glDetachObjectARB(program, fragmentShader);
+
+    if (vertexShader != 0) logger << "Shader: Deleting vertex shader object: " << vertexShader << std::endl;
+    core ? glDeleteShader(vertexShader) : glDeleteObjectARB(vertexShader);
+    if (fragmentShader != 0) logger << "Shader: Deleting fragment shader object: " << fragmentShader << std::endl;
+    core ? glDeleteShader(fragmentShader) : glDeleteObjectARB(fragmentShader);
+    if (program != 0) logger << "Shader: Deleting program object: " << program << std::endl;
+    core ? glDeleteProgram(program) : glDeleteObjectARB(program);
+}

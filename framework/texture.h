@@ -1,0 +1,16 @@
+// Texture: one GL texture name, uploaded from an Image and bound to a texture unit.
+#pragma once
+
+#include "image.h"
+
+class Texture {
+public:
+    unsigned int id;  // all ones until upload
+    bool used;        // set by the first bind
+
+    Texture();
+    void upload(Image& image);
+    // `unit` is GL_TEXTURE0 + n
+    void bind(int unit);
+    bool hasBeenUsed();
+};

@@ -1,0 +1,26 @@
+// Window: the SDL 1.2 video surface that carries the OpenGL context; start-up, resize,
+// fullscreen toggle, cursor, caption, and the end of every frame (10 ms pause and swap).
+#pragma once
+
+#include <SDL/SDL.h>  // Required for: SDL_Surface, Uint32
+#include <string>
+
+class Window {
+public:
+    SDL_Surface* screen;
+    Uint32 flags;          // chosen once at start-up, reused by every resize
+    char driverName[256];
+    int frameDelay;
+
+    Window();
+    ~Window();
+
+    // Sleeps 10 ms, then swaps: caps the frame rate below 100 and yields the processor
+    void update();
+    void setTitle(std::string title);
+    void resize(int width, int height);
+    void toggleFullscreen();
+    void toggleCursor(bool show);
+};
+
+extern Window window;

@@ -1,0 +1,78 @@
+// Entry point. Every global of the program is defined here, in the one order start-up
+// needs: C++ orders construction only within a file, and each constructor below relies on
+// the ones above it (the configuration on the Lua state, the log on the configuration, the
+// window on the log, the director's asset loading on the window's GL context). Destruction
+// runs in reverse, so the director shuts down while the log, managers, music and window live.
+#include "framework/arguments.h"
+#include "framework/audio.h"
+#include "framework/cam.h"
+#include "framework/camera.h"
+#include "framework/config.h"
+#include "framework/demo.h"
+#include "framework/effects.h"
+#include "framework/events.h"
+#include "framework/fps.h"
+#include "framework/input.h"
+#include "framework/joystick.h"
+#include "framework/loader.h"
+#include "framework/logger.h"
+#include "framework/math.h"
+#include "framework/music.h"
+#include "framework/opengl.h"
+#include "framework/primitives.h"
+#include "framework/script.h"
+#include "framework/shadermanager.h"
+#include "framework/texturemanager.h"
+#include "framework/timeline.h"
+#include "framework/timer.h"
+#include "framework/utils.h"
+#include "framework/window.h"
+#include "scenes/credits.h"
+#include "scenes/greets.h"
+#include "scenes/guillotine.h"
+#include "scenes/intro.h"
+#include "scenes/riderideranke.h"
+#include "scenes/solardistrict.h"
+
+OpenGL opengl;
+Script script;
+Utils utils;
+Config config("data/config.lua");
+Arguments arguments;
+Cam cam;
+Camera camera;
+Joystick joystick;
+Input input;
+Events events;
+Logger logger;
+Audio audio;
+Timer timer;
+FPS fps;
+Window window;
+Loader loader;
+Music music(Config::music);
+Timeline timeLine;
+Shadermanager shadermanager;
+Texturemanager texturemanager;
+Demo demo;
+Effects effects;
+Math math;
+Primitives primitives;
+
+int main(int argc, char** argv)
+{
+    arguments.get(argc, argv);
+
+    demo.addScene("riderideranke", new Riderideranke());
+    demo.addScene("intro", new Intro());
+    demo.addScene("guillotine", new Guillotine());
+    demo.addScene("greets", new Greets());
+    demo.addScene("solardistrict", new Solardistrict());
+    demo.addScene("credits", new Credits());
+
+    demo.loadScript("data/demo.lua");
+    demo.initScenes();
+    demo.start();
+    while (demo.running) demo.update();
+    return 0;
+}

@@ -1,0 +1,12 @@
+// Credits: one picture two screens tall scrolled up the screen on the music clock.
+#pragma once
+
+#include "framework/scene.h"
+
+class Credits : public Scene {
+public:
+    ~Credits() override;
+    void init() override;
+    void release() override;
+    void draw() override;
+};

@@ -1,0 +1,13 @@
+// Intro: the opening. A layered picture on which an arm slides in, shakes and slides out,
+// cut by three full-screen title cards; everything on music-clock thresholds.
+#pragma once
+
+#include "framework/scene.h"
+
+class Intro : public Scene {
+public:
+    ~Intro() override;
+    void init() override;
+    void release() override;
+    void draw() override;
+};

@@ -1,0 +1,221 @@
+// Test fixtures: PNG and track writers on libpng and libsndfile, temporary data/ trees.
+#include "tests/support/fixture.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <png.h>
+#include <sndfile.h>
+#include <sstream>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace fixture {
+
+void writePng(const std::string& path, const PngSpec& spec)
+{
+    FILE* file = fopen(path.c_str(), "wb");
+    if (!file) throw std::runtime_error("cannot write " + path);
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_write_struct(&png, &info);
+        fclose(file);
+        throw std::runtime_error("libpng failed writing " + path);
+    }
+    png_init_io(png, file);
+    png_set_IHDR(png, info, spec.width, spec.height, spec.bitDepth, spec.colorType,
+                 spec.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
+    if (!spec.palette.empty()) {
+        std::vector<png_color> colours;
+        for (size_t i = 0; i + 2 < spec.palette.size(); i += 3)
+            colours.push_back({spec.palette[i], spec.palette[i + 1], spec.palette[i + 2]});
+        png_set_PLTE(png, info, colours.data(), static_cast<int>(colours.size()));
+    }
+    if (!spec.trns.empty()) {
+        if (spec.colorType == PNG_COLOR_TYPE_PALETTE) {
+            png_set_tRNS(png, info, spec.trns.data(), static_cast<int>(spec.trns.size()), nullptr);
+        } else {
+            // Grey or RGB: one 16-bit sample per channel, big-endian as stored in the file.
+            png_color_16 key = {};
+            key.gray = static_cast<png_uint_16>(spec.trns[0] << 8 | spec.trns[1]);
+            if (spec.trns.size() >= 6) {
+                key.red = static_cast<png_uint_16>(spec.trns[0] << 8 | spec.trns[1]);
+                key.green = static_cast<png_uint_16>(spec.trns[2] << 8 | spec.trns[3]);
+                key.blue = static_cast<png_uint_16>(spec.trns[4] << 8 | spec.trns[5]);
+            }
+            png_set_tRNS(png, info, nullptr, 0, &key);
+        }
+    }
+    png_write_info(png, info);
+    std::vector<png_bytep> rows;
+    for (const std::vector<uint8_t>& row : spec.rows) rows.push_back(const_cast<png_bytep>(row.data()));
+    png_write_image(png, rows.data());
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    fclose(file);
+}
+
+void writeRgbaPng(const std::string& path, int width, int height, const std::function<Rgba(int, int)>& colour)
+{
+    PngSpec spec;
+    spec.width = width;
+    spec.height = height;
+    for (int y = 0; y < height; y++) {
+        std::vector<uint8_t> row;
+        for (int x = 0; x < width; x++) {
+            Rgba c = colour(x, y);
+            row.insert(row.end(), {c.r, c.g, c.b, c.a});
+        }
+        spec.rows.push_back(row);
+    }
+    writePng(path, spec);
+}
+
+void writeSolidPng(const std::string& path, int width, int height, Rgba colour)
+{
+    writeRgbaPng(path, width, height, [colour](int, int) { return colour; });
+}
+
+void writeTrack(const std::string& path, double seconds, int rate, int channels, int format)
+{
+    SF_INFO info = {};
+    info.samplerate = rate;
+    info.channels = channels;
+    info.format = format;
+    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+    if (!file) throw std::runtime_error("cannot write " + path + ": " + sf_strerror(nullptr));
+    const double pi = 3.14159265358979323846;
+    long frames = static_cast<long>(seconds * rate);
+    std::vector<float> block(4096 * channels);
+    for (long done = 0; done < frames;) {
+        long count = std::min<long>(4096, frames - done);
+        for (long i = 0; i < count; i++) {
+            double t = static_cast<double>(done + i) / rate;
+            float value = static_cast<float>(0.2 * sin(2 * pi * 220 * t) + 0.1 * sin(2 * pi * 330 * t));
+            for (int c = 0; c < channels; c++) block[i * channels + c] = value;
+        }
+        sf_writef_float(file, block.data(), count);
+        done += count;
+    }
+    sf_close(file);
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void writeFile(const std::string& path, const std::string& text)
+{
+    fs::create_directories(fs::path(path).parent_path());
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+}
+
+std::map<std::string, std::string> defaultConfig()
+{
+    return {{"DEBUG", "true"},      {"LOGFILE", "\"demo.log\""}, {"TITLE", "\"Fixture Demo\""},
+            {"VERSION", "\"1.0\""}, {"WIDTH", "800"},            {"HEIGHT", "600"},
+            {"BPP", "0"},           {"FSAA", "0"},               {"ASPECTRATIO", "\"4:3\""},
+            {"FULLSCREEN", "false"}, {"VSYNC", "false"},         {"AUDIO", "\"nosound\""},
+            {"MUSIC", "\"long.wav\""}};
+}
+
+std::string configText(const std::map<std::string, std::string>& settings)
+{
+    std::string text;
+    for (const auto& [key, value] : settings)
+        if (!value.empty()) text += key + " = " + value + "\n";
+    return text;
+}
+
+// Distinct solid colours, so a pixel tells which picture was drawn where.
+static const std::vector<std::pair<std::string, Rgba>>& baseTextures()
+{
+    static const std::vector<std::pair<std::string, Rgba>> textures = {
+        {"logo_vek.png", {255, 0, 0, 255}},       {"logo_ka.png", {0, 255, 0, 255}},
+        {"title_brun.png", {0, 0, 255, 255}},     {"intro_bg.png", {40, 40, 40, 255}},
+        {"intro_fluer.png", {0, 0, 0, 0}},        {"intro_hale.png", {0, 0, 0, 0}},
+        {"intro_mann.png", {0, 0, 0, 0}},         {"intro_arm1.png", {255, 255, 0, 255}},
+        {"intro_arm2.png", {0, 255, 255, 255}},   {"intro_hest.png", {0, 0, 0, 0}},
+        {"bg.png", {60, 30, 0, 255}},             {"scroll1.png", {0, 0, 0, 0}},
+        {"scroll2.png", {0, 0, 0, 0}},            {"scroll3.png", {0, 0, 0, 0}},
+        {"ri_hest_ri0.png", {255, 0, 255, 255}},  {"ri_hest_ri1.png", {128, 0, 255, 255}},
+        {"guillotine.png", {100, 100, 100, 255}}, {"guillotine_blad.png", {200, 200, 255, 255}},
+        {"guillotine_head.png", {255, 200, 150, 255}}, {"credits.png", {255, 255, 255, 255}},
+        {"font1.png", {0, 128, 0, 255}},          {"greets.png", {128, 128, 0, 255}},
+        {"bakgrunn2.png", {128, 64, 64, 255}},
+    };
+    return textures;
+}
+
+static const char* const vertexShader =
+    "void main()\n{\n    gl_TexCoord[0] = gl_MultiTexCoord0;\n    gl_Position = ftransform();\n}\n";
+static const char* const fragmentShader =
+    "uniform sampler2D picture;\nvoid main()\n{\n    gl_FragColor = texture2D(picture, gl_TexCoord[0].st);\n}\n";
+
+static const char* const baseSchedule =
+    "addSceneToTimeline(\"intro\", 0, 44000)\n"
+    "addSceneToTimeline(\"riderideranke\", 44000, 60000)\n"
+    "addSceneToTimeline(\"guillotine\", 60000, 74000)\n"
+    "addSceneToTimeline(\"solardistrict\", 74000, 122000)\n"
+    "addSceneToTimeline(\"greets\", 100000, 122000)\n"
+    "addSceneToTimeline(\"credits\", 122000, 150000)\n";
+
+void writeBase(const std::string& root)
+{
+    std::string data = root + "/data/";
+    fs::create_directories(data + "textures");
+    fs::create_directories(data + "audio");
+    fs::create_directories(data + "shaders");
+    for (const auto& [name, colour] : baseTextures()) writeSolidPng(data + "textures/" + name, 16, 16, colour);
+    writeFile(data + "shaders/plain.vert", vertexShader);
+    writeFile(data + "shaders/plain.frag", fragmentShader);
+    writeTrack(data + "audio/short.wav", 3.0, 22050, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    writeTrack(data + "audio/long.wav", 150.0, 22050, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    writeFile(data + "config.lua", configText(defaultConfig()));
+    writeFile(data + "demo.lua", baseSchedule);
+}
+
+std::string baseFixture() { return FIXTURE_DIR; }
+
+Directory::Directory()
+{
+    char pattern[] = "/tmp/demotest-XXXXXX";
+    if (!mkdtemp(pattern)) throw std::runtime_error("mkdtemp failed");
+    root = pattern;
+    fs::copy(baseFixture() + "/data", root + "/data", fs::copy_options::recursive);
+}
+
+Directory::~Directory()
+{
+    std::error_code ignored;
+    fs::remove_all(root, ignored);
+}
+
+void Directory::write(const std::string& relative, const std::string& text) const { writeFile(file(relative), text); }
+
+std::string Directory::read(const std::string& relative) const { return readFile(file(relative)); }
+
+void Directory::remove(const std::string& relative) const { fs::remove_all(file(relative)); }
+
+bool Directory::exists(const std::string& relative) const { return fs::exists(file(relative)); }
+
+void Directory::config(const std::map<std::string, std::string>& changes) const
+{
+    std::map<std::string, std::string> settings = defaultConfig();
+    for (const auto& [key, value] : changes) settings[key] = value;
+    write("data/config.lua", configText(settings));
+}
+
+void Directory::schedule(const std::string& lua) const { write("data/demo.lua", lua); }
+
+}  // namespace fixture

@@ -1,0 +1,74 @@
+// Test fixtures: data files the tests make themselves (PNG pictures of any colour type,
+// tracks in any format), and temporary directories holding a complete data/ tree.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace fixture {
+
+struct Rgba {
+    uint8_t r, g, b, a;
+};
+
+// Writes an 8-bit RGBA PNG whose pixel (x, y), y = 0 the top row, is colour(x, y)
+void writeRgbaPng(const std::string& path, int width, int height, const std::function<Rgba(int, int)>& colour);
+void writeSolidPng(const std::string& path, int width, int height, Rgba colour);
+
+// Writes a PNG of any colour type and bit depth from packed rows (top row first), with an
+// optional palette (RGB triples), tRNS chunk and Adam7 interlacing
+struct PngSpec {
+    int width = 1, height = 1, colorType = 6, bitDepth = 8;
+    bool interlaced = false;
+    std::vector<uint8_t> palette;  // RGB triples for colour type 3
+    std::vector<uint8_t> trns;     // tRNS bytes as the PNG format stores them
+    std::vector<std::vector<uint8_t>> rows;
+};
+void writePng(const std::string& path, const PngSpec& spec);
+
+// Writes a sine chord of `seconds` with libsndfile; `format` is a full SF_FORMAT_* value
+void writeTrack(const std::string& path, double seconds, int rate, int channels, int format);
+
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& text);
+
+// The settings tests start from: a windowed 800 x 600 run on the null sound output.
+std::map<std::string, std::string> defaultConfig();
+// Renders settings as data/config.lua; values are Lua literals ("true", "800", "\"auto\"")
+std::string configText(const std::map<std::string, std::string>& settings);
+
+// A fresh temporary directory with a copy of the base fixture's data/ (textures, shaders,
+// tracks, config, schedule); removed again when the object goes.
+class Directory {
+public:
+    Directory();
+    ~Directory();
+    Directory(const Directory&) = delete;
+    Directory& operator=(const Directory&) = delete;
+
+    const std::string& path() const { return root; }
+    std::string file(const std::string& relative) const { return root + "/" + relative; }
+    void write(const std::string& relative, const std::string& text) const;
+    std::string read(const std::string& relative) const;
+    void remove(const std::string& relative) const;
+    bool exists(const std::string& relative) const;
+    // data/config.lua from the defaults with these keys replaced (an empty value drops the key)
+    void config(const std::map<std::string, std::string>& changes) const;
+    // data/demo.lua with this text
+    void schedule(const std::string& lua) const;
+
+private:
+    std::string root;
+};
+
+// Where the build put the base fixture (a directory with data/ in it)
+std::string baseFixture();
+
+// Writes the base fixture's data/ under `root`: solid-colour textures for every picture the
+// scenes bind, one shader pair, a 3 s and a 150 s track, config and schedule
+void writeBase(const std::string& root);
+
+}  // namespace fixture

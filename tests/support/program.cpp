@@ -1,0 +1,281 @@
+// The program runner: fork/exec, Xvfb with -displayfd, xdotool through the shell.
+#include "tests/support/program.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace program {
+
+using Clock = std::chrono::steady_clock;
+
+// Polls `ready` every 20 ms until it holds or `seconds` have passed.
+template <typename Predicate>
+static bool poll(double seconds, Predicate ready)
+{
+    Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(static_cast<int>(seconds * 1000));
+    while (true) {
+        if (ready()) return true;
+        if (Clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+Display::Display()
+{
+    int channel[2];
+    if (pipe(channel) != 0) throw std::runtime_error("pipe failed");
+    pid = fork();
+    if (pid == 0) {
+        close(channel[0]);
+        int null = open("/dev/null", O_WRONLY);
+        dup2(null, 2);
+        std::string fd = std::to_string(channel[1]);
+        execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
+               "-noreset", static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    close(channel[1]);
+    char number[32] = {0};
+    ssize_t got = 0;
+    poll(10, [&] {
+        ssize_t n = read(channel[0], number + got, sizeof(number) - 1 - got);
+        if (n > 0) got += n;
+        return got > 0 && number[got - 1] == '\n';
+    });
+    close(channel[0]);
+    if (got <= 0) throw std::runtime_error("Xvfb did not start");
+    display = ":" + std::string(number, strcspn(number, "\n"));
+}
+
+Display::~Display()
+{
+    if (pid <= 0) return;
+    kill(pid, SIGTERM);
+    waitpid(pid, nullptr, 0);
+}
+
+Program::Program(const fixture::Directory& directory, std::vector<std::string> arguments)
+    : directory(directory), arguments(std::move(arguments))
+{
+}
+
+Program::~Program()
+{
+    if (pid > 0 && !finished) {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+    }
+}
+
+void Program::start()
+{
+    pid = fork();
+    if (pid == 0) {
+        if (chdir(directory.path().c_str()) != 0) _exit(126);
+        setenv("DISPLAY", server.name().c_str(), 1);
+        int out = open("stdout.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int err = open("stderr.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(out, 1);
+        dup2(err, 2);
+        std::vector<char*> argv;
+        std::string binary = DEMO_BINARY;
+        argv.push_back(binary.data());
+        for (std::string& argument : arguments) argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        execv(binary.c_str(), argv.data());
+        _exit(127);
+    }
+}
+
+bool Program::running()
+{
+    if (finished || pid <= 0) return false;
+    int status = 0;
+    if (waitpid(pid, &status, WNOHANG) == 0) return true;
+    finished = true;
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    return false;
+}
+
+Result Program::wait(double seconds)
+{
+    if (!poll(seconds, [this] { return !running(); })) {
+        kill(pid, SIGKILL);
+        poll(5, [this] { return !running(); });
+    }
+    result.out = out();
+    result.err = err();
+    return result;
+}
+
+std::string Program::log() const { return directory.read("demo.log"); }
+
+std::string Program::out() const { return directory.read("stdout.txt"); }
+
+std::string Program::err() const { return directory.read("stderr.txt"); }
+
+bool Program::waitForLog(const std::string& text, double seconds) const
+{
+    return poll(seconds, [&] { return log().find(text) != std::string::npos; });
+}
+
+bool Program::waitForOut(const std::string& text, double seconds) const
+{
+    return poll(seconds, [&] { return out().find(text) != std::string::npos; });
+}
+
+bool Program::waitForFile(const std::string& relative, double seconds) const
+{
+    return poll(seconds, [&] { return directory.exists(relative); });
+}
+
+bool Program::waitUntilRunning(double seconds) const { return waitForLog("Demo: Starting now!", seconds); }
+
+std::string Program::xdotool(const std::string& arguments)
+{
+    std::string command = "DISPLAY=" + server.name() + " timeout 10 xdotool " + arguments + " 2>/dev/null";
+    std::string output;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        char buffer[256];
+        while (fgets(buffer, sizeof(buffer), pipe)) output += buffer;
+        pclose(pipe);
+    }
+    while (!output.empty() && (output.back() == '\n' || output.back() == '\r')) output.pop_back();
+    return output;
+}
+
+std::string Program::window()
+{
+    if (windowId.empty()) {
+        std::string found = xdotool("search --sync --onlyvisible --pid " + std::to_string(pid));
+        windowId = found.substr(0, found.find('\n'));
+        if (!windowId.empty()) xdotool("windowfocus --sync " + windowId);
+    }
+    return windowId;
+}
+
+std::string Program::title() { return xdotool("getwindowname " + window()); }
+
+void Program::key(const std::string& keys)
+{
+    window();
+    xdotool("key " + keys);
+}
+
+void Program::keyDown(const std::string& key)
+{
+    window();
+    xdotool("keydown " + key);
+}
+
+void Program::keyUp(const std::string& key)
+{
+    window();
+    xdotool("keyup " + key);
+}
+
+// The .bmp files in the program's directory.
+static std::vector<std::string> screenshots(const std::string& root)
+{
+    std::vector<std::string> files;
+    for (const fs::directory_entry& entry : fs::directory_iterator(root))
+        if (entry.path().extension() == ".bmp") files.push_back(entry.path().string());
+    return files;
+}
+
+std::string Program::screenshot(double seconds)
+{
+    std::vector<std::string> before = screenshots(directory.path());
+    key("s");
+    std::string made;
+    poll(seconds, [&] {
+        for (const std::string& file : screenshots(directory.path()))
+            if (std::find(before.begin(), before.end(), file) == before.end() && fs::file_size(file) > 54) made = file;
+        return !made.empty();
+    });
+    // The writer may still be busy: wait until the size settles.
+    if (!made.empty()) {
+        std::uintmax_t size = 0;
+        poll(seconds, [&] {
+            std::uintmax_t now = fs::file_size(made);
+            bool settled = now == size;
+            size = now;
+            return settled;
+        });
+    }
+    return made;
+}
+
+Result run(const fixture::Directory& directory, std::vector<std::string> arguments, double seconds)
+{
+    Program program(directory, std::move(arguments));
+    program.start();
+    return program.wait(seconds);
+}
+
+int countLines(const std::string& text, const std::string& needle)
+{
+    int count = 0;
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos) end = text.size();
+        if (text.substr(start, end - start).find(needle) != std::string::npos) count++;
+        start = end + 1;
+    }
+    return count;
+}
+
+static uint32_t little(const std::string& bytes, size_t at)
+{
+    return static_cast<uint8_t>(bytes[at]) | static_cast<uint8_t>(bytes[at + 1]) << 8 |
+           static_cast<uint8_t>(bytes[at + 2]) << 16 | static_cast<uint32_t>(static_cast<uint8_t>(bytes[at + 3])) << 24;
+}
+
+Bitmap readBmp(const std::string& path)
+{
+    std::string bytes = fixture::readFile(path);
+    if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') throw std::runtime_error(path + " is not a BMP");
+    Bitmap bitmap;
+    uint32_t offset = little(bytes, 10);
+    bitmap.width = static_cast<int32_t>(little(bytes, 18));
+    int32_t height = static_cast<int32_t>(little(bytes, 22));
+    int bits = static_cast<uint8_t>(bytes[28]) | static_cast<uint8_t>(bytes[29]) << 8;
+    if (bits != 24) throw std::runtime_error(path + " is not 24-bit");
+    bool bottomUp = height > 0;
+    bitmap.height = bottomUp ? height : -height;
+    size_t pitch = (static_cast<size_t>(bitmap.width) * 3 + 3) & ~static_cast<size_t>(3);
+    if (bytes.size() < offset + pitch * bitmap.height) throw std::runtime_error(path + " is truncated");
+    bitmap.rgb.resize(static_cast<size_t>(bitmap.width) * bitmap.height * 3);
+    for (int y = 0; y < bitmap.height; y++) {
+        size_t row = offset + pitch * (bottomUp ? bitmap.height - 1 - y : y);
+        for (int x = 0; x < bitmap.width; x++) {
+            size_t from = row + x * 3;
+            size_t to = (static_cast<size_t>(y) * bitmap.width + x) * 3;
+            bitmap.rgb[to] = bytes[from + 2];  // stored blue, green, red
+            bitmap.rgb[to + 1] = bytes[from + 1];
+            bitmap.rgb[to + 2] = bytes[from];
+        }
+    }
+    return bitmap;
+}
+
+fixture::Rgba Bitmap::at(int x, int y) const
+{
+    size_t i = (static_cast<size_t>(y) * width + x) * 3;
+    return {rgb[i], rgb[i + 1], rgb[i + 2], 255};
+}
+
+}  // namespace program

@@ -1,0 +1,91 @@
+// Runs the real demo binary as a person would: in a fixture directory, on a private Xvfb
+// display with the null sound output, driven by xdotool, observed through its exit status,
+// standard output and error, log file, window title and screenshots. Every wait is bounded.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tests/support/fixture.h"
+
+namespace program {
+
+// A private X server (Xvfb, Mesa's llvmpipe renders there), stopped with the object.
+class Display {
+public:
+    Display();
+    ~Display();
+    Display(const Display&) = delete;
+    Display& operator=(const Display&) = delete;
+    const std::string& name() const { return display; }
+
+private:
+    std::string display;
+    int pid = -1;
+};
+
+struct Result {
+    int status = -1;         // exit status, or -1 when killed by a signal
+    int signal = 0;          // the signal that ended it, 0 when it exited
+    std::string out, err;
+};
+
+class Program {
+public:
+    explicit Program(const fixture::Directory& directory, std::vector<std::string> arguments = {});
+    ~Program();
+
+    void start();
+    bool running();
+    // Waits for the end within `seconds`; kills the program and reports a signal otherwise
+    Result wait(double seconds = 30);
+
+    std::string log() const;
+    std::string out() const;
+    std::string err() const;
+    // Bounded waits on what the program writes
+    bool waitForLog(const std::string& text, double seconds = 15) const;
+    bool waitForOut(const std::string& text, double seconds = 15) const;
+    bool waitForFile(const std::string& relative, double seconds = 15) const;
+    // Waits until the demo runs its frames ("Demo: Starting now!" in the log, debug mode)
+    bool waitUntilRunning(double seconds = 20) const;
+
+    // The demo's window, found by process id and given the keyboard focus
+    std::string window();
+    std::string title();
+    void key(const std::string& keys);  // xdotool key names: "space", "shift+Left", "Escape"
+    void keyDown(const std::string& key);
+    void keyUp(const std::string& key);
+    // Runs xdotool with these arguments on the program's display; returns its output
+    std::string xdotool(const std::string& arguments);
+    // Presses s and returns the path of the screenshot it wrote, or "" after the wait
+    std::string screenshot(double seconds = 10);
+
+    const Display& display() const { return server; }
+
+private:
+    const fixture::Directory& directory;
+    std::vector<std::string> arguments;
+    Display server;
+    int pid = -1;
+    bool finished = false;
+    Result result;
+    std::string windowId;
+};
+
+// Starts the program and waits for its end
+Result run(const fixture::Directory& directory, std::vector<std::string> arguments = {}, double seconds = 30);
+
+// Counts the lines of `text` that contain `needle`
+int countLines(const std::string& text, const std::string& needle);
+
+// A 24-bit BMP in memory, pixel (0, 0) at the top left
+struct Bitmap {
+    int width = 0, height = 0;
+    std::vector<uint8_t> rgb;  // top row first, 3 bytes per pixel
+    fixture::Rgba at(int x, int y) const;
+};
+Bitmap readBmp(const std::string& path);
+
+}  // namespace program
