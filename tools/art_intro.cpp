@@ -70,11 +70,11 @@ void drawIntroFlies(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
     Rng rng(0xF1E5);
-    for (int i = 0; i < 46; ++i) {
+    for (int i = 0; i < 34; ++i) {
         // A loose ball of flies over the horse's muzzle, thinning outwards.
-        const double angle = rng.range(0, 2 * M_PI), radius = 150 * std::sqrt(rng.uniform());
-        const double x = 470 + radius * std::cos(angle) * 1.4, y = 220 + radius * std::sin(angle) * 0.8;
-        const double size = rng.range(4, 8), tilt = rng.range(-0.6, 0.6);
+        const double angle = rng.range(0, 2 * M_PI), radius = 170 * std::sqrt(rng.uniform());
+        const double x = 500 + radius * std::cos(angle) * 1.5, y = 200 + radius * std::sin(angle) * 0.75;
+        const double size = rng.range(7, 12), tilt = rng.range(-0.6, 0.6);
         cairo_save(cr);
         cairo_translate(cr, x, y);
         cairo_rotate(cr, tilt);

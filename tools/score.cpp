@@ -69,12 +69,13 @@ public:
         }
     }
 
-    // One step pattern per bar, 16 steps of a sixteenth: 'x' full, 'o' soft, '.' rest.
-    void pattern(double startBar, int bars, const char* steps, Voice voice, double gain, int pitch = 0,
+    // One step pattern per bar, a sixteenth a step: 'x' full, 'o' soft, '.' rest. A pattern
+    // shorter than 16 steps rests for the rest of the bar.
+    void pattern(double startBar, int bars, const std::string& steps, Voice voice, double gain, int pitch = 0,
                  double pan = 0)
     {
         for (int b = 0; b < bars; ++b)
-            for (int s = 0; s < 16; ++s) {
+            for (size_t s = 0; s < steps.size(); ++s) {
                 if (steps[s] == '.') continue;
                 const double level = steps[s] == 'x' ? gain : gain * 0.55;
                 add(at(startBar + b, s / 4.0), 0.25 * beat, voice, pitch, level, pan);
@@ -92,10 +93,11 @@ public:
     }
 
     // Bass line, one chord per bar, following a step pattern; 'o' steps jump an octave up.
-    void bassline(double startBar, const std::vector<std::string>& progression, const char* steps, double gain)
+    void bassline(double startBar, const std::vector<std::string>& progression, const std::string& steps,
+                  double gain)
     {
         for (size_t i = 0; i < progression.size(); ++i)
-            for (int s = 0; s < 16; ++s) {
+            for (size_t s = 0; s < steps.size(); ++s) {
                 if (steps[s] == '.') continue;
                 const int pitch = root(progression[i]) - 24 + (steps[s] == 'o' ? 12 : 0);
                 add(at(startBar + i, s / 4.0), 0.22 * beat, Voice::Bass, pitch, gain);
@@ -119,17 +121,18 @@ public:
     // The accent on a card: kick, crash, a sub knock and a stabbed chord.
     void accent(double time, const std::string& chord, double gain)
     {
-        hit(time, Voice::Kick, 1.0 * gain);
-        hit(time, Voice::Crash, 0.5 * gain);
-        for (int tone : chords.at(chord)) add(time, 0.5, Voice::Stab, tone, 0.32 * gain, 0);
-        add(time, 0.5, Voice::Stab, root(chord) - 12, 0.32 * gain);
-        add(time, 0.5, Voice::Bass, root(chord) - 24, 0.9 * gain);
+        hit(time, Voice::Kick, 0.8 * gain);
+        hit(time, Voice::Crash, 0.4 * gain);
+        for (int tone : chords.at(chord)) add(time, 0.5, Voice::Stab, tone, 0.22 * gain, 0);
+        add(time, 0.5, Voice::Stab, root(chord) - 12, 0.22 * gain);
+        add(time, 0.5, Voice::Bass, root(chord) - 24, 0.6 * gain);
     }
 
     void fill(double startBar, double gain)
     {
-        static const int toms[8] = {50, 50, 47, 47, 43, 43, 40, 40};
-        for (int s = 0; s < 8; ++s) add(at(startBar, 2 + s / 4.0), 0.1, Voice::Tom, toms[s], gain, 0.4 - 0.1 * s);
+        // Six sixteenths down the toms, then a breath before the downbeat.
+        static const int toms[6] = {50, 50, 47, 47, 43, 40};
+        for (int s = 0; s < 6; ++s) add(at(startBar, 2 + s / 4.0), 0.1, Voice::Tom, toms[s], gain, 0.4 - 0.15 * s);
     }
 };
 
@@ -166,18 +169,20 @@ void intro(Arranger& a)
 
     // Second card: the full beat and a first, quieter statement of the theme.
     a.accent(at(12), "F", 0.9);
-    a.pads(12, {"Am", "F", "C", "G", "Am", "F", "E"}, 0.13);
-    a.arpeggio(12, {"Am", "F", "C", "G", "Am", "F", "E"}, 0.07);
+    a.pads(12, {"Am", "F", "C", "G", "Am", "F"}, 0.13);
+    a.arpeggio(12, {"Am", "F", "C", "G", "Am", "F"}, 0.07);
     a.pattern(12, 6, "x.......x.x.....", Voice::Kick, 0.8);
     a.pattern(12, 6, "....x.......x...", Voice::Snare, 0.5);
     a.pattern(12, 6, "x.o.x.o.x.o.x.oo", Voice::HatClosed, 0.16);
     a.bassline(12, {"Am", "F", "C", "G", "Am", "F"}, "x.x.x.o.x.x.x.o.", 0.5);
-    a.melody(at(12), mainTheme, Voice::Lead, 0.11, -12, at(19));
+    a.melody(at(12), mainTheme, Voice::Lead, 0.11, -12, at(18, 3));
+    // A bar of breath before the title: the chord let go early, a tom fill into silence.
+    for (int tone : chords.at("E")) a.add(at(18), 1.2, Voice::Pad, tone, 0.13);
     a.pattern(18, 1, "x.......", Voice::Kick, 0.8);
-    a.fill(18, 0.5);
+    a.fill(18, 0.4);
 
     // Title card: a held chord while toms build into the ride.
-    a.accent(at(19), "Am", 1.0);
+    a.accent(at(19), "Am", 1.1);
     a.pads(19, {"Am", "Dm", "E"}, 0.17);
     a.bassline(19, {"Am", "Dm", "E"}, "x...............", 0.5);
     a.pattern(20, 1, "x...x...x...x...", Voice::Tom, 0.35, 40);

@@ -16,7 +16,8 @@ namespace {
 
 const int oggSerial = 0x52485231;       // "RHR1"
 const double vorbisQuality = 0.5;       // about 160 kbit/s for this material
-const double peakCeiling = 0.85;        // leaves room for the codec's overshoot
+const double mixGain = 0.5;             // the summed voices peak near 1 only on the accents
+const double peakCeiling = 0.75;        // leaves room for the codec's overshoot
 
 struct Buses {
     Stereo dry, reverbSend, echoSend;
@@ -73,8 +74,8 @@ Stereo master(const Buses& buses)
     double peak = 0;
     for (size_t i = 0; i < out.frames(); ++i) {
         const double fade = fadeGain(double(i) / sampleRate);
-        const double l = buses.dry.left[i] + wet.left[i] + echoes.left[i];
-        const double r = buses.dry.right[i] + wet.right[i] + echoes.right[i];
+        const double l = mixGain * (buses.dry.left[i] + wet.left[i] + echoes.left[i]);
+        const double r = mixGain * (buses.dry.right[i] + wet.right[i] + echoes.right[i]);
         out.left[i] = float(softLimit(l) * fade);
         out.right[i] = float(softLimit(r) * fade);
         peak = std::max({peak, double(std::fabs(out.left[i])), double(std::fabs(out.right[i]))});

@@ -156,7 +156,7 @@ std::vector<float> tom(const Note& note, Rng& rng)
     const double base = hz(note.pitch);
     for (size_t i = 0; i < out.size(); ++i) {
         const double t = i * dt;
-        const double x = body.sine(base * (1.0 + 0.6 * decay(t, 0.05))) * decay(t, 0.26);
+        const double x = body.sine(base * (1.0 + 0.6 * decay(t, 0.05))) * decay(t, 0.18);
         out[i] = float(std::tanh(1.3 * x + 0.08 * rng.bipolar() * decay(t, 0.02)));
     }
     return out;
@@ -330,7 +330,7 @@ double reverbSend(Voice voice)
 
 double echoSend(Voice voice)
 {
-    return voice == Voice::Lead ? 0.3 : voice == Voice::Pluck ? 0.15 : 0.0;
+    return voice == Voice::Lead ? 0.25 : voice == Voice::Pluck ? 0.12 : 0.0;
 }
 
 namespace {
@@ -400,9 +400,9 @@ Stereo echo(const Stereo& input, double delay)
     const size_t lag = size_t(delay * sampleRate);
     Stereo out(input.frames());
     for (size_t i = lag; i < input.frames(); ++i) {
-        // Each repeat crosses to the other side and loses a third of its level.
-        out.left[i] = float(input.right[i - lag] + 0.65 * out.right[i - lag]);
-        out.right[i] = float(input.left[i - lag] + 0.65 * out.left[i - lag]);
+        // Each repeat crosses to the other side and loses half its level.
+        out.left[i] = float(input.right[i - lag] + 0.5 * out.right[i - lag]);
+        out.right[i] = float(input.left[i - lag] + 0.5 * out.left[i - lag]);
     }
     return out;
 }
