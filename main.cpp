@@ -3,6 +3,8 @@
 // the ones above it (the configuration on the Lua state, the log on the configuration, the
 // window on the log, the director's asset loading on the window's GL context). Destruction
 // runs in reverse, so the director shuts down while the log, managers, music and window live.
+#include <iostream>  // Required for: the standard streams, built before `cam` first writes to them
+
 #include "framework/arguments.h"
 #include "framework/audio.h"
 #include "framework/cam.h"
@@ -37,6 +39,19 @@
 OpenGL opengl;
 Script script;
 Utils utils;
+bool Config::debug = false;
+std::string Config::logfile;
+std::string Config::title;
+std::string Config::version;
+int Config::width = 0;
+int Config::height = 0;
+int Config::bpp = 0;
+int Config::fsaa = 0;
+std::string Config::aspectratio;
+bool Config::fullscreen = false;
+bool Config::vsync = false;
+std::string Config::audio;
+std::string Config::music;
 Config config("data/config.lua");
 Arguments arguments;
 Cam cam;

@@ -6,19 +6,8 @@
 #include "logger.h"
 #include "script.h"
 
-bool Config::debug = false;
-std::string Config::logfile;
-std::string Config::title;
-std::string Config::version;
-int Config::width = 0;
-int Config::height = 0;
-int Config::bpp = 0;
-int Config::fsaa = 0;
-std::string Config::aspectratio;
-bool Config::fullscreen = false;
-bool Config::vsync = false;
-std::string Config::audio;
-std::string Config::music;
+// The static members are defined with the other globals, in start-up order, because they
+// must exist before `config` fills them.
 
 Config::Config(std::string file)
 {

@@ -43,3 +43,5 @@ void FPS::update()
     logger << "Plot " << timer.getPosition() << " " << rateText(fps) << " " << static_cast<double>(average) << std::endl;
     demo.info();
 }
+
+float FPS::get() { return fps; }

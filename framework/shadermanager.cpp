@@ -9,7 +9,8 @@
 #include "logger.h"
 #include "utils.h"
 
-static const std::string shaderDirectory = "data/shaders/";
+// Plain text, not a std::string: it is used while the globals are still being constructed.
+static const char* const shaderDirectory = "data/shaders/";
 
 void Shadermanager::loadShaders()
 {

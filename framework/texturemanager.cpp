@@ -16,7 +16,12 @@ static const char* const textureDirectory = "data/textures/";
 // GL names of cleared textures, by file name. A reload uploads into the same names again, so
 // nothing grows with every reload and an identifier that an effect kept from before (the
 // flip-book keeps its frames across reloads) still shows that picture.
-static std::map<std::string, unsigned int> retired;
+// Built on first use: the first upload runs while the globals are still being constructed.
+static std::map<std::string, unsigned int>& retired()
+{
+    static std::map<std::string, unsigned int> names;
+    return names;
+}
 
 void Texturemanager::loadImages()
 {
@@ -48,10 +53,10 @@ void Texturemanager::uploadImages()
     for (std::map<std::string, Image*>::iterator it = images.begin(); it != images.end(); ++it) {
         Image* image = it->second;
         Texture* texture = new Texture();
-        std::map<std::string, unsigned int>::iterator old = retired.find(it->first);
-        if (old != retired.end()) {
+        std::map<std::string, unsigned int>::iterator old = retired().find(it->first);
+        if (old != retired().end()) {
             texture->id = old->second;
-            retired.erase(old);
+            retired().erase(old);
         }
         texture->upload(*image);
         textures[it->first] = texture;
@@ -114,7 +119,7 @@ void Texturemanager::clearImages()
     }
     images.clear();
     for (std::map<std::string, Texture*>::iterator it = textures.begin(); it != textures.end(); ++it) {
-        retired[it->first] = it->second->id;
+        retired()[it->first] = it->second->id;
         delete it->second;
     }
     textures.clear();

@@ -3,7 +3,7 @@
 # find their data/ (null sound output, small textures).
 set -euo pipefail
 build=$(cd "${1:-build}" && pwd)
-cd "$build/tests/fixture"
+cd "$build/tests/unitfixture"
 for bench in "$build"/bench/*_bench; do
   [ -x "$bench" ] || continue
   echo "== $(basename "$bench")"

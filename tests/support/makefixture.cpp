@@ -1,17 +1,27 @@
-// Writes the base test fixture (a data/ tree) into the directory named on the command line.
+// Writes the base test fixture (a data/ tree) into the directory named on the command line;
+// KEY=VALUE arguments after it replace settings of its data/config.lua.
 #include <cstdio>
 #include <exception>
+#include <map>
+#include <string>
 
 #include "tests/support/fixture.h"
 
 int main(int argc, char** argv)
 {
-    if (argc != 2) {
-        fprintf(stderr, "usage: makefixture <directory>\n");
+    if (argc < 2) {
+        fprintf(stderr, "usage: makefixture <directory> [KEY=VALUE...]\n");
         return 1;
     }
     try {
         fixture::writeBase(argv[1]);
+        std::map<std::string, std::string> settings = fixture::defaultConfig();
+        for (int i = 2; i < argc; i++) {
+            std::string change = argv[i];
+            size_t equals = change.find('=');
+            settings[change.substr(0, equals)] = change.substr(equals + 1);
+        }
+        fixture::writeFile(std::string(argv[1]) + "/data/config.lua", fixture::configText(settings));
     } catch (const std::exception& error) {
         fprintf(stderr, "makefixture: %s\n", error.what());
         return 1;

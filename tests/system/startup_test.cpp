@@ -13,7 +13,10 @@ using program::Result;
 using program::run;
 using testing::HasSubstr;
 
-static const char* const help =
+// The free camera greets every start on standard output, before any option is read.
+static const std::string greeting = "Cam: Initializing...\n";
+
+static const std::string help = greeting +
     "Usage:\n\t-x set width\n\t-y set height\n\t-b set bpp\n\t-c set config file\n\t-f turn on fullscreen\n"
     "\t-d turn on debug\n\t-h print this help information\n\t-v print version\n";
 
@@ -26,7 +29,7 @@ TEST(CommandLine, HelpAndVersionPrintAndExitWithStatusOne)
 
     Result version = run(directory, {"-v"});
     EXPECT_EQ(version.status, 1);
-    EXPECT_EQ(version.out, "Fixture Demo - version 1.0\n");
+    EXPECT_EQ(version.out, greeting + "Fixture Demo - version 1.0\n");
 }
 
 TEST(CommandLine, EasterEggSpeaksOnlyForItsWord)
@@ -34,11 +37,11 @@ TEST(CommandLine, EasterEggSpeaksOnlyForItsWord)
     Directory directory;
     Result vek = run(directory, {"-e", "vek"});
     EXPECT_EQ(vek.status, 1);
-    EXPECT_EQ(vek.out, "Guru Meditation! :)\n");
+    EXPECT_EQ(vek.out, greeting + "Guru Meditation! :)\n");
 
     Result other = run(directory, {"-e", "other"});
     EXPECT_EQ(other.status, 1);
-    EXPECT_EQ(other.out, "");
+    EXPECT_EQ(other.out, greeting);
 }
 
 TEST(CommandLine, UnknownOptionOrMissingValuePrintsHelpAndExitsWithOne)
@@ -157,7 +160,7 @@ TEST(BadInput, MissingFilesAndArgumentsEndWithAClearMessageAndStatusOne)
         const char* message;
     };
     const Case cases[] = {
-        {"data/config.lua", nullptr, "Script: Error! cannot open data/config.lua"},
+        {"data/config.lua", nullptr, "Script: Error! cannot open data/config.lua: No such file or directory"},
         {"data/textures", nullptr, "Utils: Error! Cannot list data/textures/: No such file or directory"},
         {"data/shaders", nullptr, "Utils: Error! Cannot list data/shaders/: No such file or directory"},
         {nullptr, "addSceneToTimeline(\"intro\", 0)\n",

@@ -32,6 +32,7 @@ protected:
         for (const char* name : {"a", "b", "c", "d", "e", "f"}) demo.addScene(name, new Recorder(name, drawn));
         music.start();
         music.setPause(true);
+        logger.file.close();
         logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
     }
 
