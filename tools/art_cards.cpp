@@ -112,8 +112,8 @@ void drawKettleAndMoth(cairo_t* cr, double cx, double base)
     cairo_stroke(cr);
     // Spout to the right.
     fillPolygon(cr, {cx + 60, base - 70, cx + 140, base - 150, cx + 156, base - 144, cx + 92, base - 40}, copper);
-    fillEllipse(cr, cx, base - 60, 100, 72, copper);
-    fillRect(cr, cx - 100, base - 60, 200, 54, copper);
+    fillEllipse(cr, cx, base - 64, 100, 62, copper);
+    fillRect(cr, cx - 100, base - 64, 200, 56, copper);
     fillEllipse(cr, cx - 40, base - 84, 24, 16, highlight);
     fillRect(cr, cx - 110, base - 12, 220, 14, copperDark);
     fillEllipse(cr, cx, base - 128, 40, 10, copperDark);
@@ -121,12 +121,12 @@ void drawKettleAndMoth(cairo_t* cr, double cx, double base)
     // Steam curl leading to the moth.
     cairo_new_path(cr);
     cairo_move_to(cr, cx + 152, base - 158);
-    cairo_curve_to(cr, cx + 190, base - 200, cx + 120, base - 230, cx + 170, base - 270);
+    cairo_curve_to(cr, cx + 190, base - 180, cx + 140, base - 190, cx + 172, base - 214);
     cairo_set_line_width(cr, 5);
     cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
     setColour(cr, 0xCFE3D8, 0.8);
     cairo_stroke(cr);
-    const double mx = cx + 186, my = base - 290;
+    const double mx = cx + 180, my = base - 240;
     fillPolygon(cr, {mx, my, mx - 54, my - 40, mx - 64, my + 6}, wing);
     fillPolygon(cr, {mx, my, mx + 54, my - 40, mx + 64, my + 6}, wing);
     fillPolygon(cr, {mx, my + 4, mx - 40, my + 30, mx - 18, my + 36}, wingDark);
@@ -149,7 +149,7 @@ void drawLogoTinLantern(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
     fillRect(cr, 0, 0, canvas.width(), canvas.height(), 0x14213D);
-    fillGlow(cr, 512, 250, 300, 9, 0x3A4A6B, 0x14213D);
+    fillGlow(cr, 512, 250, 300, 9, 0x4E4A5C, 0x14213D);
     drawLantern(cr, 512, 104);
     textOutlined(cr, Font::SansBold, 88, 512, 430, "TIN LANTERN", cream, 0x0B1428, 5);
     fillRect(cr, 372, 460, 280, 4, 0xFFC857);
@@ -160,8 +160,8 @@ void drawLogoMothKettle(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
     fillRect(cr, 0, 0, canvas.width(), canvas.height(), 0x1D3B33);
-    fillGlow(cr, 470, 230, 280, 8, 0x2F5A4C, 0x1D3B33);
-    drawKettleAndMoth(cr, 440, 330);
+    fillGlow(cr, 512, 230, 280, 8, 0x2F5A4C, 0x1D3B33);
+    drawKettleAndMoth(cr, 450, 340);
     textOutlined(cr, Font::SansBold, 84, 512, 446, "MOTH & KETTLE", cream, 0x0F231D, 5);
     textCentred(cr, Font::Sans, 24, 512, 500, "always on the boil", 0xE8A66A);
 }
@@ -185,13 +185,13 @@ void drawCredits(const Canvas& canvas)
     textCentred(cr, Font::Sans, 30, cx, 150, "Tin Lantern  and  Moth & Kettle", 0xD9A566);
     textCentred(cr, Font::Sans, 26, cx, 196, "present", 0xB88A5A);
     fillRockingHorse(cr, cx, 318, 14, 0xD9A566);
-    textOutlined(cr, Font::SerifBold, 64, cx, 420, "ROCKING HORSE REVOLUTION", 0xF3DDB3, 0x120A05, 4);
+    textOutlined(cr, Font::SerifBold, 46, cx, 420, "ROCKING HORSE REVOLUTION", 0xF3DDB3, 0x120A05, 4);
     textCentred(cr, Font::Sans, 24, cx, 470, "a demo in six scenes", 0xB88A5A);
     // Closing half: who made it.
-    textOutlined(cr, Font::SerifBold, 60, cx, half + 92, "CREDITS", 0xE8B04A, 0x120A05, 4);
-    fillRect(cr, cx - 160, half + 116, 320, 3, 0xD9A566);
-    creditLine(cr, cx, half + 186, "CODE", "Quillby");
-    creditLine(cr, cx, half + 306, "MUSIC", "Marrowtone");
-    creditLine(cr, cx, half + 426, "GRAPHICS", "Fennick");
-    textCentred(cr, Font::SansBold, 30, cx, half + 548, "thanks for watching", 0xD9A566);
+    textOutlined(cr, Font::SerifBold, 60, cx, half + 80, "CREDITS", 0xE8B04A, 0x120A05, 4);
+    fillRect(cr, cx - 160, half + 104, 320, 3, 0xD9A566);
+    creditLine(cr, cx, half + 168, "CODE", "Quillby");
+    creditLine(cr, cx, half + 282, "MUSIC", "Marrowtone");
+    creditLine(cr, cx, half + 396, "GRAPHICS", "Fennick");
+    textCentred(cr, Font::SansBold, 30, cx, half + 520, "thanks for watching", 0xD9A566);
 }

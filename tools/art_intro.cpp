@@ -44,13 +44,23 @@ void drawApple(cairo_t* cr, double x, double y)
     fillEllipse(cr, x + 8, y - 22, 8, 4, leaf);
 }
 
-// The sleeve runs from beyond the right edge to the wrist at (wx, wy).
-void drawArm(cairo_t* cr, const double (&sleeve)[8], double wx, double wy)
+// A sleeve from the shoulder through the elbow to the wrist, with a dark outline.
+void drawSleeve(cairo_t* cr, const std::vector<double>& joints)
 {
-    strokeCurve(cr, sleeve, 46, coatDark);
-    strokeCurve(cr, sleeve, 38, coat);
-    fillEllipse(cr, wx + 8, wy, 14, 24, coatDark);
+    for (const auto& [width, colour] : {std::pair{44.0, coatDark}, std::pair{36.0, coat}}) {
+        cairo_new_path(cr);
+        for (size_t i = 0; i + 1 < joints.size(); i += 2) cairo_line_to(cr, joints[i], joints[i + 1]);
+        cairo_set_line_width(cr, width);
+        cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
+        cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
+        setColour(cr, colour);
+        cairo_stroke(cr);
+    }
 }
+
+// Where the man stands and how large he is drawn; his arm layers attach at his shoulder.
+const double manX = 700, manFeet = 522, manScale = 1.15;
+const double shoulderX = manX - 20 * manScale, shoulderY = manFeet - 222 * manScale;
 
 }  // namespace
 
@@ -70,11 +80,11 @@ void drawIntroFlies(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
     Rng rng(0xF1E5);
-    for (int i = 0; i < 34; ++i) {
-        // A loose ball of flies over the horse's muzzle, thinning outwards.
-        const double angle = rng.range(0, 2 * M_PI), radius = 170 * std::sqrt(rng.uniform());
-        const double x = 500 + radius * std::cos(angle) * 1.5, y = 200 + radius * std::sin(angle) * 0.75;
-        const double size = rng.range(7, 12), tilt = rng.range(-0.6, 0.6);
+    for (int i = 0; i < 30; ++i) {
+        // A loose ball of flies over the apple, thinning outwards.
+        const double angle = rng.range(0, 2 * M_PI), radius = 110 * std::sqrt(rng.uniform());
+        const double x = 480 + radius * std::cos(angle) * 1.4, y = 220 + radius * std::sin(angle) * 0.7;
+        const double size = rng.range(6, 10), tilt = rng.range(-0.6, 0.6);
         cairo_save(cr);
         cairo_translate(cr, x, y);
         cairo_rotate(cr, tilt);
@@ -97,48 +107,50 @@ void drawIntroBanner(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
     // A long pennant streaming across the sky from the left, its tail forking at the right.
-    const double body[8] = {-60, 170, 260, 40, 560, 250, 880, 120};
+    const double body[8] = {-60, 110, 260, -10, 560, 170, 880, 70};
     strokeCurve(cr, body, 54, 0x8E2436);
     strokeCurve(cr, body, 44, 0xE0483E);
-    const double stripe[8] = {-60, 170, 260, 40, 560, 250, 880, 120};
-    strokeCurve(cr, stripe, 10, 0xF6D8A8);
-    fillPolygon(cr, {870, 96, 1010, 60, 950, 122, 1010, 176, 874, 146}, 0xE0483E);
-    fillPolygon(cr, {880, 114, 990, 86, 940, 122, 990, 156, 880, 130}, 0xF6D8A8);
+    strokeCurve(cr, body, 10, 0xF6D8A8);
+    fillPolygon(cr, {870, 46, 1010, 10, 950, 72, 1010, 126, 874, 96}, 0xE0483E);
+    fillPolygon(cr, {880, 64, 990, 36, 940, 72, 990, 106, 880, 80}, 0xF6D8A8);
 }
 
 void drawIntroMan(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
-    // Standing at the right, facing left towards the horse; his near arm is its own layer.
-    const double x = 880;
-    fillRoundRect(cr, x - 34, 400, 26, 92, 10, trousers);        // back leg
-    fillRoundRect(cr, x - 4, 400, 26, 92, 10, trousers);         // front leg
-    fillEllipse(cr, x - 30, 494, 26, 11, boot);
-    fillEllipse(cr, x, 494, 26, 11, boot);
-    fillPolygon(cr, {x - 50, 420, x - 44, 300, x - 20, 272, x + 36, 272, x + 52, 300, x + 46, 420}, coat);
-    fillRect(cr, x - 48, 384, 96, 10, coatDark);                 // belt
-    fillRect(cr, x - 10, 254, 22, 24, skin);                     // neck
-    fillCircle(cr, x, 232, 30, skin);
-    fillPolygon(cr, {x - 26, 226, x - 42, 240, x - 26, 246}, skin);  // nose
-    fillCircle(cr, x - 14, 226, 3.5, hat);                       // eye
-    fillRect(cr, x - 40, 206, 86, 8, hat);                       // hat brim
-    fillRoundRect(cr, x - 24, 170, 54, 40, 8, hat);
-    fillRect(cr, x - 24, 198, 54, 6, 0xB8643A);                  // hat band
+    // Facing left towards the horse, drawn about his feet; his near arm is its own layer.
+    cairo_save(cr);
+    cairo_translate(cr, manX, manFeet);
+    cairo_scale(cr, manScale, manScale);
+    fillRoundRect(cr, -34, -105, 26, 92, 10, trousers);          // back leg
+    fillRoundRect(cr, -4, -105, 26, 92, 10, trousers);           // front leg
+    fillEllipse(cr, -30, -11, 26, 11, boot);
+    fillEllipse(cr, 0, -11, 26, 11, boot);
+    fillPolygon(cr, {-50, -85, -44, -205, -20, -233, 36, -233, 52, -205, 46, -85}, coat);
+    fillRect(cr, -48, -121, 96, 10, coatDark);                   // belt
+    fillRect(cr, -10, -251, 22, 24, skin);                       // neck
+    fillCircle(cr, 0, -273, 30, skin);
+    fillPolygon(cr, {-26, -279, -42, -265, -26, -259}, skin);    // nose
+    fillCircle(cr, -14, -279, 3.5, hat);                         // eye
+    fillRect(cr, -40, -299, 86, 8, hat);                         // hat brim
+    fillRoundRect(cr, -24, -335, 54, 40, 8, hat);
+    fillRect(cr, -24, -307, 54, 6, 0xB8643A);                    // hat band
+    cairo_restore(cr);
 }
 
 void drawIntroArmReaching(const Canvas& canvas)
 {
-    const double sleeve[8] = {1130, 300, 900, 300, 700, 330, 520, 326};
-    drawArm(canvas.cr(), sleeve, 520, 326);
-    fillEllipse(canvas.cr(), 500, 330, 22, 16, skin);            // open hand
-    drawApple(canvas.cr(), 492, 306);
+    // Stretched out to the horse's muzzle, an apple on the open palm.
+    drawSleeve(canvas.cr(), {shoulderX, shoulderY, shoulderX - 70, shoulderY + 40, shoulderX - 150, shoulderY + 34});
+    fillEllipse(canvas.cr(), shoulderX - 178, shoulderY + 36, 24, 14, skin);
+    drawApple(canvas.cr(), shoulderX - 184, shoulderY + 10);
 }
 
 void drawIntroArmWithdrawn(const Canvas& canvas)
 {
-    const double sleeve[8] = {1130, 300, 900, 280, 760, 400, 640, 372};
-    drawArm(canvas.cr(), sleeve, 640, 372);
-    fillCircle(canvas.cr(), 622, 374, 17, skin);                 // empty fist
+    // Pulled back to the chest, the hand empty: the horse has had the apple.
+    drawSleeve(canvas.cr(), {shoulderX, shoulderY, shoulderX + 10, shoulderY + 80, shoulderX - 44, shoulderY + 60});
+    fillCircle(canvas.cr(), shoulderX - 64, shoulderY + 58, 16, skin);
 }
 
 void drawIntroHorse(const Canvas& canvas)

@@ -52,7 +52,7 @@ int main(int argc, char** argv)
         });
         if (!sheetPath.empty()) thumbnails.push_back({picture.file, std::move(canvas)});
     }
-    if (!sheetPath.empty()) writeContactSheet(sheetPath, thumbnails);
+    if (!sheetPath.empty()) writeContactSheet(sheetPath, std::move(thumbnails));
 
     writeAtomically(data + "/audio/soundtrack.ogg", writeSoundtrack);
     return 0;

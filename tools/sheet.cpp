@@ -1,5 +1,6 @@
 // Contact sheet: a grid of cells, each picture scaled to fit its cell over a checkerboard (so
-// transparency shows), its file name underneath.
+// transparency shows), its file name underneath; then the layered scenes composed as the
+// demo stacks them.
 #include "sheet.h"
 
 #include "draw.h"
@@ -37,10 +38,36 @@ void drawCell(cairo_t* cr, double x, double y, const Thumbnail& thumbnail)
     textCentred(cr, Font::Sans, 15, x + cellWidth / 2.0, y + cellHeight - pad - 6, thumbnail.label, 0xE8E8E8);
 }
 
+// The layered scenes at rest, bottom layer first.
+const std::vector<std::vector<std::string>> compositions = {
+    {"intro_bg.png", "intro_fluer.png", "intro_hale.png", "intro_mann.png", "intro_arm1.png", "intro_hest.png"},
+    {"bg.png", "scroll1.png", "scroll2.png", "scroll3.png", "ri_hest_ri0.png"},
+    {"guillotine.png", "guillotine_head.png", "guillotine_blad.png"},
+};
+
+const Canvas& find(const std::vector<Thumbnail>& thumbnails, const std::string& label)
+{
+    for (const Thumbnail& thumbnail : thumbnails)
+        if (thumbnail.label == label) return *thumbnail.picture;
+    return *thumbnails.front().picture;
+}
+
+Thumbnail compose(const std::vector<Thumbnail>& thumbnails, const std::vector<std::string>& layers)
+{
+    const Canvas& bottom = find(thumbnails, layers.front());
+    auto canvas = std::make_unique<Canvas>(bottom.width(), bottom.height());
+    for (const std::string& layer : layers) {
+        cairo_set_source_surface(canvas->cr(), find(thumbnails, layer).surface(), 0, 0);
+        cairo_paint(canvas->cr());
+    }
+    return {"composed: " + layers.front(), std::move(canvas)};
+}
+
 }  // namespace
 
-void writeContactSheet(const std::string& path, const std::vector<Thumbnail>& thumbnails)
+void writeContactSheet(const std::string& path, std::vector<Thumbnail> thumbnails)
 {
+    for (const std::vector<std::string>& layers : compositions) thumbnails.push_back(compose(thumbnails, layers));
     const int rows = int((thumbnails.size() + columns - 1) / columns);
     Canvas sheet(columns * cellWidth, rows * cellHeight);
     fillRect(sheet.cr(), 0, 0, sheet.width(), sheet.height(), 0x2A2A2E);

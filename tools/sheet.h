@@ -12,5 +12,6 @@ struct Thumbnail {
     std::unique_ptr<Canvas> picture;
 };
 
-// Writes the sheet of `thumbnails` as a PNG to `path`.
-void writeContactSheet(const std::string& path, const std::vector<Thumbnail>& thumbnails);
+// Writes the sheet of `thumbnails`, followed by the layered scenes composed from them, as a
+// PNG to `path`.
+void writeContactSheet(const std::string& path, std::vector<Thumbnail> thumbnails);
