@@ -22,9 +22,10 @@ public:
 
 private:
     friend class Music;
+    friend struct Stream;
 
     // AL and ALC error codes share their values, so the text depends on who reported the code
-    enum Library { OPENAL, OPENAL_DEVICE, SNDFILE };
+    enum Library { CONTEXT, DEVICE, DECODER };
     Library library;        // whose table explains `result`
     const char* detail;     // the decoder's own wording of its last error, when it has one
 

@@ -1,0 +1,153 @@
+// Audio: OpenAL Soft plays, libsndfile decodes. The output is chosen through OpenAL Soft's
+// ALSOFT_DRIVERS before the first AL call, since the library picks its backend once per
+// process; "auto" on a machine without a sound device falls back to the null output, which
+// still advances in real time, so the demo plays silently instead of quitting.
+#include "audio.h"
+
+#include <AL/al.h>       // Required for: alGetString(), alGetError()
+#include <sndfile.h>     // Required for: sf_version_string(), sf_error_number()
+#include <cerrno>        // Required for: errno, EINTR
+#include <cstdio>        // Required for: std::sscanf()
+#include <cstdlib>       // Required for: setenv()
+#include <cstring>       // Required for: std::strstr(), std::strlen()
+#include <fcntl.h>       // Required for: open()
+#include <sstream>       // Required for: std::ostringstream
+#include <sys/wait.h>    // Required for: waitpid()
+#include <unistd.h>      // Required for: fork(), dup2(), _exit()
+
+#include "config.h"
+#include "logger.h"
+#include "music.h"
+
+// Oldest libraries the stream and the clock were written against: source latency queries
+// and float buffers (OpenAL Soft 1.19), Opus and sane Vorbis seeking (libsndfile 1.0.28)
+static const unsigned int OPENAL_REQUIRED = 1u << 16 | 19u << 8 | 0u;
+static const unsigned int SNDFILE_REQUIRED = 1u << 16 | 0u << 8 | 28u;
+
+// One choice of `AUDIO`: the name it is logged under and the OpenAL Soft backend behind it
+struct Output {
+    const char* setting;
+    const char* name;
+    const char* driver;
+};
+
+// Matched exactly and in this order; PulseAudio took over the role ESD had
+static const Output OUTPUTS[] = {
+    { "auto", "Auto", nullptr },
+    { "alsa", "ALSA", "alsa" },
+    { "esd", "ESD", "pulse" },
+    { "oss", "OSS", "oss" },
+    { "nosound", "No sound", "null" },
+};
+
+// Packs "major.minor.patch" found after `prefix` in `text`; 0 when it is not there
+static unsigned int packVersion(const char* text, const char* prefix)
+{
+    const char* start = text ? std::strstr(text, prefix) : nullptr;
+    unsigned int major = 0, minor = 0, patch = 0;
+    if (!start || std::sscanf(start + std::strlen(prefix), "%u.%u.%u", &major, &minor, &patch) < 2) return 0;
+    return major << 16 | minor << 8 | patch;
+}
+
+// Ends the program when `found` is older than `required`
+static void requireVersion(const char* library, unsigned int found, unsigned int required)
+{
+    if (found >= required) return;
+    std::ostringstream sentence;
+    sentence << "Error! You are using an old version of " << library << " " << found << ". This program requires "
+             << required;
+    fatal("Audio: " + sentence.str(), sentence.str(), -1);
+}
+
+// Whether OpenAL Soft's own choice of output opens. Tried in a child process: the library
+// settles on one backend at its first call, so the answer is needed before that call here.
+static bool defaultOutputOpens()
+{
+    pid_t child = fork();
+    if (child < 0) return true;  // cannot ask: opening for real will tell
+    if (child == 0) {
+        // The library complains loudly about a missing card; here that is the expected answer.
+        int quiet = open("/dev/null", O_WRONLY);
+        if (quiet >= 0) dup2(quiet, STDERR_FILENO);
+        _exit(alcOpenDevice(nullptr) ? 0 : 1);
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) return true;
+    }
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// Sets ALSOFT_DRIVERS from `AUDIO` and logs the choice; must run before any AL call
+static void chooseOutput(const std::string& setting)
+{
+    const Output* chosen = nullptr;
+    for (const Output& output : OUTPUTS) {
+        if (setting == output.setting) {
+            chosen = &output;
+            break;
+        }
+    }
+    if (chosen) logger << "Audio: Setting output to: " << chosen->name << std::endl;
+    if (chosen && chosen->driver) {
+        setenv("ALSOFT_DRIVERS", chosen->driver, 1);
+        return;
+    }
+    // Autodetection, asked for or by an unknown setting: the library's pick, or silence.
+    if (defaultOutputOpens()) return;
+    logger << "Audio: No sound device found, setting output to: No sound" << std::endl;
+    setenv("ALSOFT_DRIVERS", "null", 1);
+}
+
+Audio::Audio() : system(nullptr), context(nullptr), result(0), version(0), library(CONTEXT), detail(nullptr)
+{
+    logger << "Audio: Initializing (OpenAL)..." << std::endl;
+    chooseOutput(Config::audio);
+
+    system = alcOpenDevice(nullptr);
+    if (!system) check(alcGetError(nullptr), DEVICE);
+    context = alcCreateContext(system, nullptr);
+    if (!context || !alcMakeContextCurrent(context)) check(alcGetError(system), DEVICE);
+
+    version = packVersion(alGetString(AL_VERSION), "ALSOFT ");
+    requireVersion("OpenAL", version, OPENAL_REQUIRED);
+    requireVersion("libsndfile", packVersion(sf_version_string(), "libsndfile-"), SNDFILE_REQUIRED);
+}
+
+Audio::~Audio()
+{
+    logger << "Audio: Closing (OpenAL)..." << std::endl;
+    alcMakeContextCurrent(nullptr);
+    alcDestroyContext(context);
+    check(alcGetError(system), DEVICE);
+    if (!alcCloseDevice(system)) check(alcGetError(system), DEVICE);
+}
+
+void Audio::update()
+{
+    music.refill();
+    check(alGetError(), CONTEXT);
+}
+
+void Audio::check(int code, Library from, const char* text)
+{
+    result = code;
+    library = from;
+    detail = text;
+    checkError(result);
+}
+
+void Audio::checkError(int result)
+{
+    if (result == 0) return;
+
+    const char* text = result == this->result ? detail : nullptr;
+    if (!text) {
+        if (library == DECODER) text = sf_error_number(result);
+        else if (library == DEVICE) text = alcGetString(system, result);
+        else text = alGetString(result);
+    }
+    std::ostringstream message;
+    message << "OpenAL error! (" << result << ") " << (text ? text : "");
+    fatal("Audio: " + message.str(), message.str(), -1);
+}

@@ -1,0 +1,563 @@
+// Music: the track streamed from disk through a short queue of OpenAL buffers, and the
+// clock read from it. The clock is what is heard now: the mixer's offset less the output's
+// latency, carried between the mixer's updates by the steady clock so that the picture moves
+// smoothly, never backwards while playing, exactly on a seek's target and not at all while
+// paused. Decoding happens on the main thread, once per frame, a second ahead of the output.
+#define AL_ALEXT_PROTOTYPES
+#include "music.h"
+
+#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), AL_SAMPLE_OFFSET_LATENCY_SOFT, AL_FORMAT_*_FLOAT32
+#include <fftw3.h>     // Required for: fftwf_plan_dft_r2c_1d(), fftwf_execute()
+#include <sndfile.h>   // Required for: sf_open(), sf_readf_float(), sf_seek()
+#include <algorithm>   // Required for: std::min(), std::max(), std::fill()
+#include <chrono>      // Required for: std::chrono::steady_clock
+#include <cmath>       // Required for: std::floor(), std::fabs(), std::sqrt()
+#include <limits>      // Required for: std::numeric_limits
+#include <vector>
+
+#include "audio.h"
+#include "logger.h"
+
+Stream* sound = nullptr;
+ALuint channel = 0;
+
+namespace {
+
+// Eight buffers of an eighth of a second each: a second queued ahead outlasts frames as slow
+// as ten per second many times over, and a seek decodes no more than that second anew.
+const int BUFFERS = 8;
+const int BUFFERS_PER_SECOND = 8;
+
+// The longest analysis window, in samples: 8192 spectrum values need twice that
+const int MAX_WAVE = 16384;
+const int MAX_SPECTRUM = MAX_WAVE / 2;
+
+// Mixer readings of the last two seconds steer the clock. A reading is late by however long
+// after a mixer update it was taken, and the null output's updates themselves wander by up to
+// half a period; over two seconds some reading comes right after a punctual update, and the
+// latest-looking one tells the truth best. They are kept as the best of each quarter second.
+const double BUCKET_MS = 250.0;
+const int BUCKETS = 8;
+// Corrections are spread out at no more than 2 % of elapsed time (a fifth of a millisecond
+// per 10 ms frame), so the picture never visibly lurches; a larger error than JUMP_MS is a
+// discontinuity of the output and is taken at once.
+const double SLEW = 0.02;
+const double JUMP_MS = 100.0;
+
+// Milliseconds on the steady clock
+double wallMs()
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// The best mixer reading of a quarter second: how far the heard sound was ahead of wall time
+struct Bucket {
+    long long index;  // which quarter second of the steady clock
+    double offset;
+};
+
+// The position as given out. Between mixer updates it runs at wall-clock speed from the best
+// recent reading; jumps (start, seek, resume, recovery) hold it at their target until the
+// output catches up, so a seek reads back exactly and a resume goes on from the frozen value.
+struct Clock {
+    double held;      // ms: the last value given out, and the floor for the next
+    bool frozen;      // paused: the value does not move
+    bool locked;      // a mixer reading since the last jump, so `offset` means something
+    double offset;    // ms from wall time to the heard position, as the clock runs
+    double lastWall;  // wall time of the previous read
+    double lastHeard; // the mixer's heard position at the previous read, to notice a new update
+    Bucket buckets[BUCKETS];
+    int count;        // buckets filled since the last jump, the newest at `count - 1` modulo BUCKETS
+
+    // Stands the clock at `ms`, to move again once the output plays past it
+    void jump(double ms)
+    {
+        held = ms;
+        locked = false;
+        count = 0;
+        lastHeard = std::numeric_limits<double>::quiet_NaN();
+    }
+
+    // The position at wall time `now`, given what the mixer says is heard (`heard`, only
+    // meaningful while `mixing`) and the most that can be heard so far (`cap`)
+    double read(double now, bool mixing, double heard, double cap)
+    {
+        if (frozen) return held;
+        long long index = static_cast<long long>(std::floor(now / BUCKET_MS));
+        if (mixing && heard != lastHeard) {
+            // The first reading after a jump may come before the mixer has taken the source
+            // up, which puts the sound late by up to a period: it only marks where readings start.
+            if (!std::isnan(lastHeard)) record(index, heard - now);
+            lastHeard = heard;
+        }
+        bool seen = false;
+        double target = 0.0;
+        for (int i = 0; i < std::min(count, BUCKETS); i++) {
+            if (buckets[i].index <= index - BUCKETS) continue;
+            target = seen ? std::max(target, buckets[i].offset) : buckets[i].offset;
+            seen = true;
+        }
+        if (seen) steer(now, target);
+        lastWall = now;
+        if (locked) held = std::max(held, std::min(now + offset, cap));
+        return held;
+    }
+
+    // Keeps the best reading of each quarter second
+    void record(long long index, double reading)
+    {
+        Bucket& newest = buckets[(count + BUCKETS - 1) % BUCKETS];
+        if (count > 0 && newest.index == index) newest.offset = std::max(newest.offset, reading);
+        else buckets[count++ % BUCKETS] = { index, reading };
+    }
+
+    // Moves the offset toward `target`: gently while the output follows it, freely while the
+    // output still waits at its floor after a jump (there the change cannot be seen)
+    void steer(double now, double target)
+    {
+        if (!locked || std::fabs(target - offset) > JUMP_MS) {
+            offset = target;
+            locked = true;
+            return;
+        }
+        double step = SLEW * (now - lastWall);
+        double next = offset + std::max(-step, std::min(step, target - offset));
+        if (now + offset <= held) next = target < offset ? target : std::max(next, std::min(target, held - now));
+        offset = next;
+    }
+};
+
+}  // namespace
+
+struct Stream {
+    SNDFILE* file;
+    SF_INFO info;
+    long long frames;       // track length in frames, counted when the file does not say
+    int channels;           // 1 or 2: what the track is mixed down to for the output
+    ALenum format;
+    int bufferFrames;
+    ALuint buffers[BUFFERS];
+    ALuint spare[BUFFERS];  // buffers not in the source's queue
+    int spareCount;
+    int queued[BUFFERS];    // frames in each queued buffer, oldest first, from queueHead on
+    int queueHead;
+    int queueCount;
+    long long queueBase;    // track frame at the head of the source's queue
+    long long queueEnd;     // track frame after the last queued one: where decoding goes on
+    bool decoderDry;        // the file gave out before its declared length: silence follows
+    bool paused;            // the channel's pause flag
+    std::vector<float> decoded;   // one buffer's worth of the file's own frames
+    std::vector<float> mixed;     // the same mixed down to the output's channels
+    std::vector<float> history;   // the first channel by track frame, modulo its size
+    long long historyStart;       // first frame of the history decoded since the last seek
+    Clock clock;
+    int fftSize;
+    float* fftIn;
+    fftwf_complex* fftOut;
+    fftwf_plan plan;
+
+    // Opens the track and reads its format; any failure ends the program
+    void open(const std::string& path);
+    // Frees the decoder, the buffers and the analysis state
+    void close();
+    double frameToMs(double frame) const { return frame * 1000.0 / info.samplerate; }
+    long long msToFrame(double ms) const { return static_cast<long long>(ms * info.samplerate / 1000.0); }
+    // Decodes the next `count` frames into `mixed` (padding with silence past the file's end)
+    int decode(int count);
+    // Decodes into a spare buffer and queues it; false when nothing is spare or left
+    bool queueNext(ALuint source);
+    // Unqueues the oldest `count` buffers, which the source has played
+    void unqueue(ALuint source, int count);
+    // Empties the source's queue and leaves it stopped at its start
+    void detach(ALuint source);
+    // Moves the track to `ms`: the queue is rebuilt from there and the clock stands at `ms`
+    void seek(ALuint source, double ms);
+    // Replaces played buffers and restarts a source that ran dry
+    void service(ALuint source);
+    // The clock's value now, in ms
+    double position(ALuint source);
+    // Whether the last of the track has been heard
+    bool over(ALuint source);
+    // Copies the `count` samples of the first channel that end at the heard position
+    void window(float* samples, int count);
+    // Reads the clock for a query that tolerates a missing channel (not started yet, or the
+    // track ended): false, with the invalid handle stored, when there is none
+    bool live();
+};
+
+void Stream::open(const std::string& path)
+{
+    file = sf_open(path.c_str(), SFM_READ, &info);
+    if (!file) audio.check(sf_error(nullptr), Audio::DECODER, sf_strerror(nullptr));
+
+    frames = info.frames;
+    if (frames == SF_COUNT_MAX) {
+        // A cut-off Ogg stream does not know its length; count it once, it is needed as the clock's end.
+        std::vector<float> scratch(4096 * info.channels);
+        sf_count_t got;
+        frames = 0;
+        while ((got = sf_readf_float(file, scratch.data(), 4096)) > 0) frames += got;
+        if (sf_seek(file, 0, SEEK_SET) < 0) audio.check(sf_error(file), Audio::DECODER, sf_strerror(file));
+    }
+
+    channels = info.channels == 1 ? 1 : 2;
+    format = channels == 1 ? AL_FORMAT_MONO_FLOAT32 : AL_FORMAT_STEREO_FLOAT32;
+    bufferFrames = std::max(1, info.samplerate / BUFFERS_PER_SECOND);
+    decoded.assign(static_cast<size_t>(bufferFrames) * info.channels, 0.0f);
+    mixed.assign(static_cast<size_t>(bufferFrames) * channels, 0.0f);
+
+    // The heard position trails the queue by up to a second of queue, the output's latency
+    // and the longest window; the history keeps that much of the first channel.
+    size_t size = 1;
+    while (size < static_cast<size_t>(bufferFrames) * BUFFERS + info.samplerate / 2 + MAX_WAVE) size <<= 1;
+    history.assign(size, 0.0f);
+
+    alGenBuffers(BUFFERS, buffers);
+    audio.check(alGetError(), Audio::CONTEXT);
+    std::copy(buffers, buffers + BUFFERS, spare);
+    spareCount = BUFFERS;
+    queueHead = queueCount = 0;
+    queueBase = queueEnd = historyStart = 0;
+    decoderDry = false;
+    paused = false;
+    clock.frozen = false;
+    clock.jump(0.0);
+    fftSize = 0;
+    fftIn = nullptr;
+    fftOut = nullptr;
+    plan = nullptr;
+}
+
+void Stream::close()
+{
+    alDeleteBuffers(BUFFERS, buffers);
+    audio.check(alGetError(), Audio::CONTEXT);
+    if (plan) fftwf_destroy_plan(plan);
+    fftwf_free(fftIn);
+    fftwf_free(fftOut);
+    audio.check(sf_close(file), Audio::DECODER);
+}
+
+int Stream::decode(int count)
+{
+    int want = static_cast<int>(std::min<long long>(count, frames - queueEnd));
+    int got = 0;
+    while (!decoderDry && got < want) {
+        sf_count_t n = sf_readf_float(file, decoded.data() + static_cast<size_t>(got) * info.channels, want - got);
+        // The decoder reports a damaged stream with the short read itself, and forgets it by the next.
+        if (sf_error(file)) audio.check(sf_error(file), Audio::DECODER, sf_strerror(file));
+        // A file cut short plays its declared length, the rest as silence, so the clock still
+        // reaches the end the director waits for.
+        if (n <= 0) decoderDry = true;
+        got += static_cast<int>(std::max<sf_count_t>(n, 0));
+    }
+    std::fill(decoded.begin() + static_cast<size_t>(got) * info.channels,
+              decoded.begin() + static_cast<size_t>(want) * info.channels, 0.0f);
+
+    for (int i = 0; i < want; i++) {
+        const float* in = &decoded[static_cast<size_t>(i) * info.channels];
+        if (info.channels <= 2) {
+            for (int c = 0; c < channels; c++) mixed[i * channels + c] = in[c];
+        } else {
+            // More than two channels fold into stereo: even ones left, odd ones right.
+            float left = 0.0f, right = 0.0f;
+            for (int c = 0; c < info.channels; c++) (c % 2 ? right : left) += in[c];
+            mixed[i * 2] = left / ((info.channels + 1) / 2);
+            mixed[i * 2 + 1] = right / (info.channels / 2);
+        }
+        history[(queueEnd + i) & (history.size() - 1)] = mixed[i * channels];
+    }
+    return want;
+}
+
+bool Stream::queueNext(ALuint source)
+{
+    if (spareCount == 0 || queueEnd >= frames) return false;
+    int count = decode(bufferFrames);
+    ALuint buffer = spare[--spareCount];
+    alBufferData(buffer, format, mixed.data(), count * channels * static_cast<int>(sizeof(float)), info.samplerate);
+    alSourceQueueBuffers(source, 1, &buffer);
+    queued[(queueHead + queueCount) % BUFFERS] = count;
+    queueCount++;
+    queueEnd += count;
+    return true;
+}
+
+void Stream::unqueue(ALuint source, int count)
+{
+    for (int i = 0; i < count && queueCount > 0; i++) {
+        ALuint buffer = 0;
+        alSourceUnqueueBuffers(source, 1, &buffer);
+        spare[spareCount++] = buffer;
+        queueBase += queued[queueHead];
+        queueHead = (queueHead + 1) % BUFFERS;
+        queueCount--;
+    }
+}
+
+void Stream::detach(ALuint source)
+{
+    alSourceRewind(source);
+    alSourcei(source, AL_BUFFER, 0);
+    std::copy(buffers, buffers + BUFFERS, spare);
+    spareCount = BUFFERS;
+    queueHead = queueCount = 0;
+}
+
+void Stream::seek(ALuint source, double ms)
+{
+    detach(source);
+    long long frame = std::min(msToFrame(ms), frames);
+    // A part of the file that cannot be reached plays as silence, like a file cut short.
+    decoderDry = sf_seek(file, frame, SEEK_SET) < 0;
+    queueBase = queueEnd = historyStart = frame;
+    while (queueNext(source)) {}
+    if (!paused) alSourcePlay(source);
+    clock.jump(ms);
+}
+
+void Stream::service(ALuint source)
+{
+    // Read before the queue changes: a source that ran dry caps the clock at the queue's end.
+    position(source);
+
+    ALint processed = 0;
+    alGetSourcei(source, AL_BUFFERS_PROCESSED, &processed);
+    unqueue(source, processed);
+    int fresh = 0;
+    while (queueNext(source)) fresh++;
+
+    ALint state = AL_INITIAL;
+    alGetSourcei(source, AL_SOURCE_STATE, &state);
+    if (state != AL_STOPPED) return;
+    // The output ran dry (a frame took longer than the whole queue): everything queued
+    // before this call has played. Go on from where the sound stopped; the clock waited there.
+    unqueue(source, queueCount - fresh);
+    if (queueCount == 0) return;
+    if (paused) {
+        alSourceRewind(source);  // a stopped source counts its whole queue as played
+        return;
+    }
+    clock.jump(clock.held);
+    alSourcePlay(source);
+}
+
+double Stream::position(ALuint source)
+{
+    if (clock.frozen) return clock.held;
+    double now = wallMs();
+    // Offset first: should the source stop between the two queries, the state says so.
+    ALint64SOFT values[2] = { 0, 0 };
+    alGetSourcei64vSOFT(source, AL_SAMPLE_OFFSET_LATENCY_SOFT, values);
+    ALint state = AL_INITIAL;
+    alGetSourcei(source, AL_SOURCE_STATE, &state);
+
+    bool mixing = state == AL_PLAYING;
+    double mixedMs = frameToMs(static_cast<double>(queueBase) + values[0] / 4294967296.0);
+    double heard = mixedMs - values[1] / 1e6;
+    // Nothing can be heard beyond what was mixed, or beyond the queue once the source stopped.
+    double cap = mixing ? mixedMs : frameToMs(static_cast<double>(queueEnd));
+    return clock.read(now, mixing, heard, cap);
+}
+
+bool Stream::over(ALuint source)
+{
+    if (paused || queueEnd < frames || clock.held < frameToMs(static_cast<double>(frames))) return false;
+    ALint state = AL_INITIAL;
+    alGetSourcei(source, AL_SOURCE_STATE, &state);
+    return state == AL_STOPPED;
+}
+
+void Stream::window(float* samples, int count)
+{
+    long long end = msToFrame(clock.held);
+    long long first = std::max(historyStart, queueEnd - static_cast<long long>(history.size()));
+    for (int i = 0; i < count; i++) {
+        long long frame = end - count + i;
+        samples[i] = frame >= first && frame < queueEnd ? history[frame & (history.size() - 1)] : 0.0f;
+    }
+}
+
+bool Stream::live()
+{
+    if (channel) {
+        position(channel);
+        int error = alGetError();
+        audio.result = error;
+        if (error != AL_INVALID_NAME) audio.check(error, Audio::CONTEXT);
+        // Heard to its end, the channel is released, as any sound library does with a
+        // finished one-shot sound.
+        if (over(channel)) {
+            detach(channel);
+            alDeleteSources(1, &channel);
+            channel = 0;
+        }
+    }
+    if (channel) return true;
+    audio.result = AL_INVALID_NAME;
+    return false;
+}
+
+Music::Music(std::string name) : playing(false), length(0), volume(1.0f)
+{
+    logger << "Music: Loading: " << name << std::endl;
+    sound = new Stream();
+    sound->open("data/audio/" + name);
+}
+
+Music::~Music()
+{
+    logger << "Music: Closing..." << std::endl;
+    if (channel) {
+        sound->detach(channel);
+        alDeleteSources(1, &channel);
+        channel = 0;
+    }
+    sound->close();
+    delete sound;
+    sound = nullptr;
+}
+
+void Music::start()
+{
+    logger << "Music: Start" << std::endl;
+    // The new source exists before the old one goes, so the handle always changes.
+    ALuint fresh = 0;
+    alGenSources(1, &fresh);
+    audio.check(alGetError(), Audio::CONTEXT);
+    if (channel) {
+        sound->detach(channel);
+        alDeleteSources(1, &channel);
+    }
+    channel = fresh;
+    alSourcei(channel, AL_SOURCE_RELATIVE, AL_TRUE);
+    alSourcef(channel, AL_ROLLOFF_FACTOR, 0.0f);
+    alSourcef(channel, AL_GAIN, std::max(volume, 0.0f));
+    sound->paused = false;
+    sound->clock.frozen = false;
+    sound->seek(channel, 0.0);
+    audio.check(alGetError(), Audio::CONTEXT);
+    setPause(false);
+    playing = true;
+}
+
+void Music::stop()
+{
+    logger << "Music: Stop" << std::endl;
+    setPause(true);
+}
+
+void Music::setPause(bool pause)
+{
+    if (!sound->live() || pause == sound->paused) {
+        alGetError();
+        return;
+    }
+    sound->paused = pause;
+    if (pause) {
+        // The value just read is where the picture stops, and where it goes on from.
+        sound->clock.frozen = true;
+        alSourcePause(channel);
+    } else {
+        sound->clock.frozen = false;
+        sound->clock.jump(sound->clock.held);
+        // Refilled first: a source that ran dry before the pause is restarted in there.
+        sound->service(channel);
+        ALint state = AL_INITIAL;
+        alGetSourcei(channel, AL_SOURCE_STATE, &state);
+        if (state != AL_PLAYING) alSourcePlay(channel);
+    }
+    alGetError();
+}
+
+int Music::getPosition()
+{
+    if (!sound->live()) return 0;
+    return static_cast<int>(std::floor(sound->clock.held));
+}
+
+void Music::setPosition(unsigned int ms)
+{
+    // As with any sound library, a position outside the track is refused and playback goes on.
+    if (channel && ms < sound->frameToMs(static_cast<double>(sound->frames))) sound->seek(channel, ms);
+    alGetError();
+}
+
+void Music::changePosition(int delta)
+{
+    int position = getPosition();
+    int target = static_cast<int>(static_cast<unsigned int>(position) + static_cast<unsigned int>(delta));
+    if (target < 0) target = 0;
+    getLength();
+    if (static_cast<int>(length) > target) setPosition(static_cast<unsigned int>(target));
+}
+
+int Music::getLength()
+{
+    length = static_cast<unsigned int>(sound->frames * 1000 / sound->info.samplerate);
+    audio.result = 0;
+    return static_cast<int>(length);
+}
+
+float Music::getVolume()
+{
+    // Without a channel the volume waits for the next start, which hands it on.
+    if (channel) {
+        alGetSourcef(channel, AL_GAIN, &volume);
+        audio.check(alGetError(), Audio::CONTEXT);
+    }
+    return volume;
+}
+
+void Music::setVolume(float value)
+{
+    volume = value;
+    logger << "Music: Setting volume to: " << static_cast<double>(volume) << std::endl;
+    if (!channel) return;
+    // OpenAL refuses a negative gain where silence is meant.
+    alSourcef(channel, AL_GAIN, std::max(volume, 0.0f));
+    audio.check(alGetError(), Audio::CONTEXT);
+}
+
+void Music::getSpectrum(float* spectrum, int count)
+{
+    if (!spectrum || count < 1 || count > MAX_SPECTRUM) audio.check(AL_INVALID_VALUE, Audio::CONTEXT);
+    if (!sound->live()) {
+        std::fill(spectrum, spectrum + count, 0.0f);
+        return;
+    }
+    int size = count * 2;
+    if (sound->fftSize != size) {
+        if (sound->plan) fftwf_destroy_plan(sound->plan);
+        fftwf_free(sound->fftIn);
+        fftwf_free(sound->fftOut);
+        sound->fftIn = fftwf_alloc_real(size);
+        sound->fftOut = fftwf_alloc_complex(count + 1);
+        sound->plan = fftwf_plan_dft_r2c_1d(size, sound->fftIn, sound->fftOut, FFTW_ESTIMATE);
+        sound->fftSize = size;
+    }
+    sound->window(sound->fftIn, size);
+    fftwf_execute(sound->plan);
+    // Scaled so that a full-scale sine reads 1 in its bin, whatever the window length.
+    for (int i = 0; i < count; i++) {
+        float re = sound->fftOut[i][0], im = sound->fftOut[i][1];
+        spectrum[i] = std::sqrt(re * re + im * im) * (i == 0 ? 1.0f : 2.0f) / size;
+    }
+}
+
+void Music::getWaveData(float* wave, int count)
+{
+    if (!wave || count < 1 || count > MAX_WAVE) audio.check(AL_INVALID_VALUE, Audio::CONTEXT);
+    if (!sound->live()) {
+        std::fill(wave, wave + count, 0.0f);
+        return;
+    }
+    sound->window(wave, count);
+}
+
+bool Music::checkPlaying() { return playing; }
+
+void Music::refill()
+{
+    if (sound && channel) sound->service(channel);
+}
