@@ -42,9 +42,10 @@ Buses renderNotes(const std::vector<Note>& notes, size_t frames)
     for (size_t n = 0; n < notes.size(); ++n) {
         const Note& note = notes[n];
         const std::vector<float> sound = renderNote(note, 0x5EED0000ull + n);
-        addPanned(buses.dry, sound, note, note.gain);
-        addPanned(buses.reverbSend, sound, note, note.gain * reverbSend(note.voice));
-        addPanned(buses.echoSend, sound, note, note.gain * echoSend(note.voice));
+        const double level = note.gain * mixLevel(note.voice);
+        addPanned(buses.dry, sound, note, level);
+        addPanned(buses.reverbSend, sound, note, level * reverbSend(note.voice));
+        addPanned(buses.echoSend, sound, note, level * echoSend(note.voice));
     }
     return buses;
 }

@@ -66,10 +66,16 @@ struct Oscillator {
 // Trapezoidal state-variable filter; low, band and high outputs from one update.
 struct Filter {
     double ic1 = 0, ic2 = 0, low = 0, band = 0, high = 0;
+    double tuned = -1, g = 0;
 
     void run(double input, double cutoff, double resonance)
     {
-        const double g = std::tan(M_PI * std::min(cutoff, sampleRate * 0.45) * dt);
+        // The tangent is the costly part: it is recomputed only once the cutoff has moved by
+        // more than a fraction of a semitone.
+        if (std::fabs(cutoff - tuned) > tuned * 0.003) {
+            tuned = cutoff;
+            g = std::tan(M_PI * std::min(cutoff, sampleRate * 0.45) * dt);
+        }
         const double k = 1.0 / resonance;
         const double a1 = 1.0 / (1.0 + g * (g + k)), a2 = g * a1, a3 = g * a2;
         const double v3 = input - ic2;
@@ -116,7 +122,7 @@ std::vector<float> kick(const Note&, Rng& rng)
         const double t = i * dt;
         const double freq = 44.0 + 120.0 * decay(t, 0.04);
         click.run(rng.bipolar(), 3000, 0.7);
-        const double x = body.sine(freq) * decay(t, 0.32) + click.low * decay(t, 0.004) * 0.6;
+        const double x = body.sine(freq) * decay(t, 0.24) + click.low * decay(t, 0.004) * 0.6;
         out[i] = float(std::tanh(1.6 * x));
     }
     return out;
@@ -316,6 +322,19 @@ std::vector<float> renderNote(const Note& note, uint64_t seed)
     case Voice::Thud: return thud(note, rng);
     }
     return {};
+}
+
+double mixLevel(Voice voice)
+{
+    switch (voice) {
+    case Voice::Kick: return 0.7;
+    case Voice::Snare: return 1.8;
+    case Voice::HatClosed: case Voice::HatOpen: return 2.8;
+    case Voice::Pad: return 1.4;
+    case Voice::Pluck: return 2.0;
+    case Voice::Lead: return 1.6;
+    default: return 1.0;
+    }
 }
 
 double reverbSend(Voice voice)

@@ -27,6 +27,9 @@ struct Note {
 // The mono samples of one note, from its start; `seed` feeds the noise of that note alone.
 std::vector<float> renderNote(const Note& note, uint64_t seed);
 
+// The balance of the mix: each voice's level, by which the score's own note levels are scaled.
+double mixLevel(Voice voice);
+
 // How much of a voice goes to the reverb and to the echo, beside the dry mix.
 double reverbSend(Voice voice);
 double echoSend(Voice voice);
