@@ -65,6 +65,8 @@ static Image* decode(FILE* file, const std::string& filename)
     png_init_io(png, file);
     png_read_info(png, info);
     setTransformations(png, info);
+    // libpng 1.6 warns on standard error when png_read_image has to switch this on itself.
+    png_set_interlace_handling(png);
     png_read_update_info(png, info);
 
     png_uint_32 width, height;
