@@ -36,9 +36,12 @@ static void applyBlend()
     glBlendFunc(blendSrc[currBlend], blendDst[currBlend]);
 }
 
-// The frame shared by the blended effects; the caller draws between begin and end.
+// The frame shared by the blended effects; the caller draws between begin and end. The push
+// names the modelview stack: a caller may have left the projection selected (a resize does),
+// and endBlended pops the modelview.
 static void beginBlended()
 {
+    glMatrixMode(GL_MODELVIEW);
     glPushMatrix();
     camera.enable2D();
     applyBlend();
@@ -181,7 +184,7 @@ void Effects::flash(int)
     primitives.fullscreenQuad();
     glDisable(GL_BLEND);
     endBlended();
-    flashAlpha -= 0.05f;
+    flashAlpha -= 0.05;
 }
 
 void Effects::fade(std::string direction, float r, float g, float b, int start, int end)
