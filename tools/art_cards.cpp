@@ -41,17 +41,17 @@ void fillRockingHorse(cairo_t* cr, double x, double y, double s, uint32_t rgb)
     setColour(cr, rgb);
     // Rocker: a shallow arc band.
     cairo_new_path(cr);
-    cairo_arc(cr, 0, -9.0, 9.4, M_PI * 0.28, M_PI * 0.72);
-    cairo_arc_negative(cr, 0, -9.0, 8.8, M_PI * 0.72, M_PI * 0.28);
+    cairo_arc(cr, 0, -9.0, 9.5, M_PI * 0.3, M_PI * 0.7);
+    cairo_arc_negative(cr, 0, -9.0, 8.7, M_PI * 0.7, M_PI * 0.3);
     cairo_close_path(cr);
     cairo_fill(cr);
     // Legs splayed onto the rocker.
     for (double leg : {-2.3, -1.5, 1.3, 2.1}) {
         cairo_new_path(cr);
-        cairo_move_to(cr, leg * 0.55 - 0.18, -2.2);
-        cairo_line_to(cr, leg * 0.55 + 0.18, -2.2);
-        cairo_line_to(cr, leg + 0.2, -0.45);
-        cairo_line_to(cr, leg - 0.2, -0.45);
+        cairo_move_to(cr, leg * 0.55 - 0.24, -2.2);
+        cairo_line_to(cr, leg * 0.55 + 0.24, -2.2);
+        cairo_line_to(cr, leg + 0.26, -0.4);
+        cairo_line_to(cr, leg - 0.26, -0.4);
         cairo_close_path(cr);
         cairo_fill(cr);
     }

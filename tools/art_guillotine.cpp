@@ -26,6 +26,9 @@ void drawGuillotine(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
     fillBands(canvas, std::vector<uint32_t>(std::begin(skyBands), std::end(skyBands)));
+    Rng stars(0x57A2);
+    for (int i = 0; i < 40; ++i)
+        fillCircle(cr, stars.range(0, canvas.width()), stars.range(0, 200), stars.range(0.8, 2.0), moon, 0.7);
     fillCircle(cr, 800, 130, 64, moon);
     fillCircle(cr, 780, 116, 12, 0xE2D0AE);
     fillCircle(cr, 822, 150, 8, 0xE2D0AE);

@@ -1,8 +1,9 @@
-// The generator gives the same bytes on every run.
+// The generator gives the same bytes on every run, and says plainly when it cannot run.
 #include "content_support.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -37,4 +38,15 @@ TEST(Generator, TwoRunsWriteIdenticalFiles)
         EXPECT_TRUE(first == bytesOf(root + "/b/" + file)) << "runs differ";
     }
     content::run("rm -rf " + root);
+}
+
+TEST(Generator, EndsWithAMessageWhenItCannotRun)
+{
+    const std::string generator = content::generatorPath();
+    const std::string errors = "/tmp/contentgen-errors.txt";
+    EXPECT_EQ(content::run(generator + " 2>" + errors), 1);
+    EXPECT_NE(bytesOf(errors).find("usage: contentgen DATA_DIR"), std::string::npos) << bytesOf(errors);
+    EXPECT_EQ(content::run(generator + " /proc/no-such-place/data 2>" + errors), 1);
+    EXPECT_NE(bytesOf(errors).find("cannot create /proc/no-such-place/data"), std::string::npos) << bytesOf(errors);
+    std::remove(errors.c_str());
 }
