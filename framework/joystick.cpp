@@ -16,6 +16,13 @@ Joystick::Joystick() {}
 
 Joystick::~Joystick() {}
 
+// SDL may not know a pad's name; a null would silence the log stream for good.
+static const char* padName(int index)
+{
+    const char* name = SDL_JoystickName(index);
+    return name ? name : "";
+}
+
 void Joystick::init()
 {
     logger << "Joystick: Initializing the SDL subsystem..." << std::endl;
@@ -24,7 +31,7 @@ void Joystick::init()
     if (count <= 0) return;
 
     logger << "Joystick: " << count << " joystick(s) found." << std::endl;
-    for (int i = 0; i < count; i++) logger << "Joystick: " << i << " - " << SDL_JoystickName(i) << std::endl;
+    for (int i = 0; i < count; i++) logger << "Joystick: " << i << " - " << padName(i) << std::endl;
 
     logger << "Joystick: Opening joystick 0..." << std::endl;
     handle = SDL_JoystickOpen(0);
@@ -32,7 +39,7 @@ void Joystick::init()
         logger << "Joystick: Couldn't open Joystick 0" << std::endl;
         return;
     }
-    logger << "Joystick: Name: " << SDL_JoystickName(0) << std::endl;
+    logger << "Joystick: Name: " << padName(0) << std::endl;
     logger << "Joystick: Number of Axes: " << SDL_JoystickNumAxes(handle) << std::endl;
     logger << "Joystick: Number of Buttons: " << SDL_JoystickNumButtons(handle) << std::endl;
     logger << "Joystick: Number of Balls: " << SDL_JoystickNumBalls(handle) << std::endl;

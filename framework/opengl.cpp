@@ -172,15 +172,19 @@ void OpenGL::screenshot()
     int width = Config::width;
     int height = Config::height;
     int row = width * 3;
-    // Rows packed tightly, so the copy below can step by width * 3 whatever the width.
-    std::vector<unsigned char> pixels(static_cast<size_t>(row) * height);
-    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    // GL pads every row it hands back to its pack alignment, which stays as it is.
+    GLint alignment = 4;
+    glGetIntegerv(GL_PACK_ALIGNMENT, &alignment);
+    int stride = (row + alignment - 1) / alignment * alignment;
+    std::vector<unsigned char> pixels(static_cast<size_t>(stride) * height);
     glReadPixels(0, 0, width, height, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
 
     SDL_Surface* surface = SDL_CreateRGBSurface(SDL_SWSURFACE, width, height, 24, 0x0000FF, 0x00FF00, 0xFF0000, 0);
+    if (!surface) return;
     // GL reads bottom row first; the file wants the top row first.
     for (int y = 0; y < height; y++)
-        memcpy(static_cast<unsigned char*>(surface->pixels) + y * surface->pitch, &pixels[(height - 1 - y) * row], row);
+        memcpy(static_cast<unsigned char*>(surface->pixels) + y * surface->pitch, &pixels[(height - 1 - y) * stride],
+               row);
     SDL_SaveBMP_RW(surface, SDL_RWFromFile(name.str().c_str(), "wb"), 1);
     SDL_FreeSurface(surface);
 }

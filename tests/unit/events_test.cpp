@@ -1,0 +1,347 @@
+// The event pump in process, fed with SDL events pushed into the real queue: held keys acting
+// once per polled event, the window's own events, and the game pad, which cannot be plugged in
+// here, so its button and stick events are synthesised.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <GL/gl.h>
+#include <SDL/SDL.h>
+
+#include <algorithm>
+#include <chrono>
+#include <sstream>
+
+#include "framework/config.h"
+#include "framework/demo.h"
+#include "framework/events.h"
+#include "framework/input.h"
+#include "framework/logger.h"
+#include "framework/music.h"
+#include "framework/window.h"
+#include "tests/support/fixture.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// The log texts after the date prefix, of the lines that begin with `prefix`.
+Lines linesFrom(const std::string& log, const std::string& prefix)
+{
+    Lines found;
+    std::istringstream stream(log);
+    for (std::string line; std::getline(stream, line);) {
+        std::string text = line.size() > 23 ? line.substr(23) : "";
+        if (text.rfind(prefix, 0) == 0) found.push_back(text);
+    }
+    return found;
+}
+
+class Pump : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        Config::debug = true;
+        // Whatever the X server sent so far would otherwise run the held-key handling too.
+        for (SDL_Event stale; SDL_PollEvent(&stale);) {}
+        music.start();
+        music.setPause(true);
+        music.setPosition(60000);
+        logger.file.close();
+        logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
+    }
+
+    static void push(SDL_Event event) { ASSERT_EQ(SDL_PushEvent(&event), 0); }
+
+    static void key(Uint8 type, SDLKey sym)
+    {
+        SDL_Event event{};
+        event.key.type = type;
+        event.key.state = type == SDL_KEYDOWN ? SDL_PRESSED : SDL_RELEASED;
+        event.key.keysym.sym = sym;
+        push(event);
+    }
+    static void down(SDLKey sym) { key(SDL_KEYDOWN, sym); }
+    static void up(SDLKey sym) { key(SDL_KEYUP, sym); }
+
+    // An event nobody handles: it only gives the held keys their turn.
+    static void other()
+    {
+        SDL_Event event{};
+        event.type = SDL_USEREVENT;
+        push(event);
+    }
+
+    static void active(Uint8 state, Uint8 gain)
+    {
+        SDL_Event event{};
+        event.active.type = SDL_ACTIVEEVENT;
+        event.active.state = state;
+        event.active.gain = gain;
+        push(event);
+    }
+
+    static void button(Uint8 number, bool pressed)
+    {
+        SDL_Event event{};
+        event.jbutton.type = pressed ? SDL_JOYBUTTONDOWN : SDL_JOYBUTTONUP;
+        event.jbutton.button = number;
+        event.jbutton.state = pressed ? SDL_PRESSED : SDL_RELEASED;
+        push(event);
+    }
+
+    static void axis(Uint8 number, Sint16 value)
+    {
+        SDL_Event event{};
+        event.jaxis.type = SDL_JOYAXISMOTION;
+        event.jaxis.axis = number;
+        event.jaxis.value = value;
+        push(event);
+    }
+
+    // Runs one pump and reports where the music stands afterwards.
+    static int pumped()
+    {
+        events.update();
+        return music.getPosition();
+    }
+
+    Lines logged(const std::string& prefix)
+    {
+        logger.file.flush();
+        return linesFrom(scratch.read("log.txt"), prefix);
+    }
+
+    fixture::Directory scratch;
+};
+
+TEST_F(Pump, HeldArrowSeeksOncePerLaterEventAndALoneTapExactlyOnce)
+{
+    EXPECT_EQ(pumped(), 60000) << "no event, no held-key turn";
+
+    down(SDLK_RIGHT);
+    EXPECT_EQ(pumped(), 60000) << "the key-down's own turn comes before the flag is set";
+    EXPECT_EQ(pumped(), 60000) << "an empty queue moves nothing even while held";
+    other();
+    other();
+    EXPECT_EQ(pumped(), 70000);
+    up(SDLK_RIGHT);
+    EXPECT_EQ(pumped(), 75000) << "the turn before the key-up still sees the flag";
+    other();
+    EXPECT_EQ(pumped(), 75000);
+
+    down(SDLK_LEFT);
+    up(SDLK_LEFT);
+    EXPECT_EQ(pumped(), 70000) << "a lone tap seeks once";
+
+    down(SDLK_LEFT);
+    down(SDLK_RIGHT);
+    other();
+    EXPECT_EQ(pumped(), 65000) << "the right key-down's turn saw the left alone, the next one both, cancelling";
+    up(SDLK_LEFT);
+    up(SDLK_RIGHT);
+    EXPECT_EQ(pumped(), 70000) << "the left key-up's turn saw both, the right's only the right";
+}
+
+TEST_F(Pump, ShiftDoublesTheStepUntilEitherShiftIsReleased)
+{
+    down(SDLK_LSHIFT);
+    down(SDLK_LEFT);
+    other();
+    EXPECT_EQ(pumped(), 50000);
+    other();
+    EXPECT_EQ(pumped(), 40000);
+
+    down(SDLK_RSHIFT);
+    up(SDLK_RSHIFT);  // its turn still has shift; it clears the shared flag though the left is held
+    other();
+    EXPECT_EQ(pumped(), 15000);
+    up(SDLK_LEFT);
+    EXPECT_EQ(pumped(), 10000);
+    up(SDLK_LSHIFT);
+    EXPECT_EQ(pumped(), 10000);
+
+    EXPECT_EQ(logged("Input: "), (Lines{"Input: Key pressed: Left Shift", "Input: Key pressed: Left",
+                                        "Input: Key pressed: Right Shift", "Input: Key pressed: Right Shift",
+                                        "Input: Key released: Left", "Input: Key pressed: Left Shift"}));
+}
+
+TEST_F(Pump, CameraKeysAreSilentAndMoveTheFreeCameraOncePerEventInTheirOrder)
+{
+    const SDLKey keys[] = {SDLK_5, SDLK_4, SDLK_3, SDLK_2, SDLK_1, SDLK_i, SDLK_y, SDLK_j, SDLK_u, SDLK_k, SDLK_h};
+    for (SDLKey sym : keys) down(sym);
+    events.update();
+
+    testing::internal::CaptureStdout();
+    other();
+    events.update();
+    std::string once = testing::internal::GetCapturedStdout();
+
+    testing::internal::CaptureStdout();
+    for (SDLKey sym : keys) up(sym);
+    other();
+    events.update();
+    std::string releasing = testing::internal::GetCapturedStdout();
+
+    EXPECT_EQ(once,
+              "Cam: Moving left 5.5 steps.\nCam: Moving right 5.5 steps.\nCam: Moving forward 5.5 steps.\n"
+              "Cam: Moving back 5.5 steps.\nCam: Moving up 5.5 steps.\nCam: Moving down 5.5 steps.\n"
+              "Cam: Pitching 5.5\nCam: Pitching -5.5\nCam: Yawing -5.5\nCam: Yawing 5.5\nCam: Rolling 5.5\n");
+    // The first key-up's turn sees all eleven held, each later one a key fewer, the last event none.
+    EXPECT_EQ(std::count(releasing.begin(), releasing.end(), '\n'), 11 + 10 + 9 + 8 + 7 + 6 + 5 + 4 + 3 + 2 + 1);
+    EXPECT_TRUE(logged("Input: ").empty());
+}
+
+TEST_F(Pump, MinimisePausesAndRestoreResumesEvenAfterAPauseByHand)
+{
+    active(SDL_APPACTIVE, 0);
+    events.update();
+    EXPECT_TRUE(demo.paused);
+
+    down(SDLK_SPACE);
+    events.update();
+    EXPECT_FALSE(demo.paused);
+    down(SDLK_SPACE);
+    events.update();
+    EXPECT_TRUE(demo.paused);
+
+    active(SDL_APPACTIVE | SDL_APPINPUTFOCUS, 1);
+    events.update();
+    EXPECT_FALSE(demo.paused) << "restoring resumes a pause made by hand";
+
+    active(SDL_APPINPUTFOCUS | SDL_APPMOUSEFOCUS, 0);
+    active(SDL_APPINPUTFOCUS, 1);
+    active(SDL_APPMOUSEFOCUS, 0);
+    active(SDL_APPMOUSEFOCUS, 1);
+    events.update();
+    EXPECT_FALSE(demo.paused) << "focus changes never pause";
+
+    EXPECT_EQ(logged("Events: "), (Lines{"Events: Window minimized!", "Events: Window restored!",
+                                         "Events: Keyboard focus lost!", "Events: Keyboard focus gained...",
+                                         "Events: Mouse focus lost!", "Events: Mouse focus gained."}));
+    EXPECT_EQ(logged("Demo: "), (Lines{"Demo: Paused!", "Demo: Running!", "Demo: Paused!", "Demo: Running!"}));
+}
+
+TEST_F(Pump, CloseEndsTheLoopButEventsBehindItAreStillHandled)
+{
+    demo.running = true;
+    SDL_Event quit{};
+    quit.type = SDL_QUIT;
+    push(quit);
+    down(SDLK_w);
+    events.update();
+    EXPECT_FALSE(demo.running);
+    Lines lines = logged("");
+    Lines wanted = {"Events: Window closed", "Input: Key pressed: w"};
+    EXPECT_EQ(Lines(lines.end() - 2, lines.end()), wanted);
+}
+
+TEST_F(Pump, ResizeRecreatesTheSurfaceAndViewportButKeepsTheConfiguredSize)
+{
+    SDL_Event resize{};
+    resize.resize.type = SDL_VIDEORESIZE;
+    resize.resize.w = 640;
+    resize.resize.h = 480;
+    push(resize);
+    events.update();
+
+    EXPECT_EQ(window.screen->w, 640);
+    EXPECT_EQ(window.screen->h, 480);
+    GLint viewport[4];
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_EQ(std::vector<GLint>(viewport, viewport + 4), (std::vector<GLint>{0, 0, 640, 480}));
+    EXPECT_EQ(Config::width, 800);
+    EXPECT_EQ(Config::height, 600);
+    EXPECT_EQ(logged(""), (Lines{"Events: Window resize: 640x480", "Window: Resize: 640x480",
+                                 "OpenGL: resize: 640x480", "Camera: resetting viewport 640x480 (4:3)"}));
+}
+
+TEST_F(Pump, ExposeRedrawsAfterTenMillisecondsOfSleep)
+{
+    SDL_Event expose{};
+    expose.type = SDL_VIDEOEXPOSE;
+    push(expose);
+    auto before = std::chrono::steady_clock::now();
+    events.update();
+    auto took = std::chrono::steady_clock::now() - before;
+    EXPECT_GE(took, std::chrono::milliseconds(10));
+    EXPECT_EQ(window.frameDelay, 10);
+}
+
+TEST_F(Pump, PadButtonsLogTheirNamesAndL2R2SeekOneSecondOnPressOnly)
+{
+    const char* names[] = {"Select", "L3",  "R3", "Start",    "Up",     "Right", "Down",   "Left", "L2",
+                           "R2",     "L1",  "R1", "Triangle", "Circle", "X",     "Square", "PS"};
+    button(8, true);
+    EXPECT_EQ(pumped(), 59000);
+    button(8, false);
+    EXPECT_EQ(pumped(), 59000);
+    button(9, true);
+    button(9, true);
+    EXPECT_EQ(pumped(), 61000);
+    button(9, false);
+    for (Uint8 number = 0; number <= 16; number++) {
+        if (number == 8 || number == 9) continue;
+        button(number, true);
+        button(number, false);
+    }
+    for (Uint8 number : {17, 18, 100, 255}) {
+        button(number, true);
+        button(number, false);
+    }
+    EXPECT_EQ(pumped(), 61000) << "only L2 and R2 seek";
+
+    music.setPosition(500);
+    button(8, true);
+    EXPECT_EQ(pumped(), 0) << "L2 near the start stops at 0";
+
+    Lines wanted = {"Joystick: L2 was pressed", "Joystick: L2 was released", "Joystick: R2 was pressed",
+                    "Joystick: R2 was pressed", "Joystick: R2 was released"};
+    for (int number = 0; number <= 16; number++) {
+        if (number == 8 || number == 9) continue;
+        wanted.push_back(std::string("Joystick: ") + names[number] + " was pressed");
+        wanted.push_back(std::string("Joystick: ") + names[number] + " was released");
+    }
+    wanted.push_back("Joystick: L2 was pressed");
+    EXPECT_EQ(logged("Joystick: "), wanted);
+}
+
+TEST_F(Pump, StickDeadZoneEndsAtThirtyTwoHundredAndOnlyTheLeftHorizontalSeeks)
+{
+    for (Sint16 value : {3200, -3200, 0, 1, -1}) axis(0, value);
+    EXPECT_EQ(pumped(), 60000) << "inside the dead zone, bounds included";
+    axis(0, 3201);
+    EXPECT_EQ(pumped(), 61000);
+    other();
+    EXPECT_EQ(pumped(), 61000) << "a later event does not replay the stick";
+    axis(0, -3201);
+    axis(0, -32768);
+    EXPECT_EQ(pumped(), 59000);
+    axis(0, 32767);
+    EXPECT_EQ(pumped(), 60000);
+
+    for (Uint8 number : {1, 2, 3}) {
+        axis(number, -3201);
+        axis(number, 3201);
+        axis(number, 3200);
+    }
+    axis(4, 30000);
+    axis(5, -30000);
+    EXPECT_EQ(pumped(), 60000) << "only axis 0 seeks";
+
+    EXPECT_EQ(logged("Joystick: "),
+              (Lines{"Joystick: L-Analog going right", "Joystick: L-Analog going left", "Joystick: L-Analog going left",
+                     "Joystick: L-Analog going right", "Joystick: L-Analog going up", "Joystick: L-Analog going down",
+                     "Joystick: R-Analog going left", "Joystick: R-Analog going right", "Joystick: R-Analog going up",
+                     "Joystick: R-Analog going down"}));
+}
+
+TEST_F(Pump, WithDebugOffThePadIsNeitherStartedNorHeard)
+{
+    Config::debug = false;
+    button(9, true);
+    axis(0, 30000);
+    EXPECT_EQ(pumped(), 60000);
+    EXPECT_TRUE(logged("Joystick: ").empty());
+    EXPECT_EQ(SDL_WasInit(SDL_INIT_JOYSTICK), 0u) << "the window starts the pad only in debug mode";
+}
+
+}  // namespace
