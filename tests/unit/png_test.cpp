@@ -11,7 +11,7 @@
 
 #include "framework/imagepng.h"
 #include "tests/support/fixture.h"
-#include "tests/support/logcapture.h"
+#include "tests/support/inprocess.h"
 
 namespace {
 

@@ -3,7 +3,6 @@
 // the fatal messages, and the progress bar as it appears on screen.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <GL/glew.h>
 #include <SDL/SDL.h>
@@ -18,7 +17,7 @@
 #include "framework/texturemanager.h"
 #include "framework/window.h"
 #include "tests/support/fixture.h"
-#include "tests/support/logcapture.h"
+#include "tests/support/inprocess.h"
 
 namespace {
 
@@ -71,23 +70,6 @@ void silenceLoader()
     loader.clear();
     loader.addSteps(-100000);
 }
-
-// Runs the managers inside another data/ tree for as long as it lives.
-class WorkingDirectory {
-public:
-    explicit WorkingDirectory(const std::string& path) : previous(getcwd(nullptr, 0))
-    {
-        if (chdir(path.c_str()) != 0) ADD_FAILURE() << "cannot enter " << path;
-    }
-    ~WorkingDirectory()
-    {
-        if (chdir(previous) != 0) ADD_FAILURE() << "cannot return to " << previous;
-        free(previous);
-    }
-
-private:
-    char* previous;
-};
 
 // For tests that change what the manager holds: the fixture's pictures are back afterwards.
 class TexturemanagerReload : public testing::Test {
@@ -275,7 +257,7 @@ TEST_F(TexturemanagerReload, PictureInASubDirectoryIsReadFromTheTopLevel)
     std::filesystem::create_directories(directory.file("data/textures/sub"));
     fixture::writeSolidPng(directory.file("data/textures/b.png"), 16, 16, {255, 0, 0, 255});
     fixture::writeSolidPng(directory.file("data/textures/sub/b.png"), 16, 16, {0, 255, 0, 255});
-    WorkingDirectory inside(directory.path());
+    fixture::WorkingDirectory inside(directory.path());
 
     silenceLoader();
     fixture::LogCapture log;
