@@ -247,22 +247,30 @@ protected:
 
     // Runs `frames` frames and compares each layer with where it should stand: drawn at its
     // offset, then an offset at or past the edge it moves toward restarts from the other edge
-    // before taking its step (kept in single precision, as the offsets are).
-    void scroll(const char* direction, int frames)
+    // before taking its step (kept in single precision, as the offsets are). Returns how often
+    // the slowest layer restarted.
+    int scroll(const char* direction, int frames)
     {
         const double steps[3] = {0.001, 0.002, 0.004};
         bool right = std::string(direction) == "right";
+        int restarts = 0;
         for (int n = 0; n < frames; n++) {
             std::array<double, 3> drawn = frame(direction);
             for (int l = 0; l < 3; l++) {
                 float& offset = expectedOffsets[l];
-                ASSERT_TRUE(near(drawn[l], offset))
-                    << direction << " frame " << n << ": layer " << l + 1 << " at " << drawn[l] << ", not " << offset;
-                if (right && offset >= 1) offset = 0;
-                if (!right && offset <= 0) offset = 1;
+                if (!near(drawn[l], offset)) {
+                    ADD_FAILURE() << direction << " frame " << n << ": layer " << l + 1 << " at " << drawn[l]
+                                  << ", not " << offset;
+                    return restarts;
+                }
+                if (right ? offset >= 1 : offset <= 0) {
+                    offset = right ? 0 : 1;
+                    restarts += l == 0;
+                }
                 offset = static_cast<float>(offset + (right ? steps[l] : -steps[l]));
             }
         }
+        return restarts;
     }
 
     // Within a texel, the screen being one picture wide
@@ -277,8 +285,8 @@ protected:
 
 TEST_F(Parallax, LayersScrollOneTwoFourThousandthsAndRestartAtTheEdges)
 {
-    scroll("right", 1100);  // past the restart of every layer, the slowest after about 1000 frames
-    scroll("left", 1100);   // on from where "right" stopped
+    EXPECT_EQ(scroll("right", 1100), 1) << "the slowest layer crosses the screen in about 1000 frames";
+    EXPECT_EQ(scroll("left", 600), 1) << "back from where it stopped, about 0.1, past 0";
     EXPECT_EQ(pixelAt(0.5f, 0.875f), (Pixel{50, 100, 150})) << "the background under all layers";
     EXPECT_FALSE(glIsEnabled(GL_BLEND));
     EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));

@@ -27,26 +27,8 @@ void bindCorners()
     glEnable(GL_TEXTURE_2D);
 }
 
-struct Corners {
-    Pixel topLeft, topRight, bottomLeft, bottomRight;
-    bool operator==(const Corners& o) const
-    {
-        return topLeft == o.topLeft && topRight == o.topRight && bottomLeft == o.bottomLeft &&
-               bottomRight == o.bottomRight;
-    }
-};
-
-std::ostream& operator<<(std::ostream& out, const Corners& c)
-{
-    auto show = [&out](const Pixel& p) { out << "(" << p[0] << "," << p[1] << "," << p[2] << ")"; };
-    out << "top ";
-    show(c.topLeft);
-    show(c.topRight);
-    out << " bottom ";
-    show(c.bottomLeft);
-    show(c.bottomRight);
-    return out;
-}
+// Top left, top right, bottom left, bottom right
+using Corners = std::array<Pixel, 4>;
 
 Corners picture(bool mirrorX, bool mirrorY, float shiftS, float shiftT)
 {
