@@ -118,36 +118,74 @@ static void failOnInfoLog(int length, GetLog getLog)
     fatal("Shader: Info log: \n" + text);
 }
 
+// GLEW loads the GL 2.0 entry points only on a GL 2.0 context. On the ARB path the same
+// questions go through the shader-object extension instead of jumping to a null pointer.
+static GLint shaderValue(unsigned int shader, GLenum core, GLenum arb)
+{
+    GLint value = 0;
+    if (coreShaders())
+        glGetShaderiv(shader, core, &value);
+    else
+        glGetObjectParameterivARB(shader, arb, &value);
+    return value;
+}
+
+static GLint programValue(unsigned int program, GLenum core, GLenum arb)
+{
+    GLint value = 0;
+    if (coreShaders())
+        glGetProgramiv(program, core, &value);
+    else
+        glGetObjectParameterivARB(program, arb, &value);
+    return value;
+}
+
 void Shader::validateShader(unsigned int shader)
 {
     logger << "Shader: Validating shader: " << shader << std::endl;
-    GLint status = 0;
-    glGetShaderiv(shader, GL_COMPILE_STATUS, &status);
-    if (!status) report("Shader: Error compiling " + std::to_string(shader));
+    if (!shaderValue(shader, GL_COMPILE_STATUS, GL_OBJECT_COMPILE_STATUS_ARB))
+        report("Shader: Error compiling " + std::to_string(shader));
 
-    GLint length = 0;
-    glGetShaderiv(shader, GL_INFO_LOG_LENGTH, &length);
-    failOnInfoLog(length, [shader](int size, char* out) { glGetShaderInfoLog(shader, size, nullptr, out); });
+    GLint length = shaderValue(shader, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB);
+    failOnInfoLog(length, [shader](int size, char* out) {
+        if (coreShaders())
+            glGetShaderInfoLog(shader, size, nullptr, out);
+        else
+            glGetInfoLogARB(shader, size, nullptr, out);
+    });
 }
 
 void Shader::validateProgram(unsigned int program)
 {
     logger << "Shader: Validating program: " << program << std::endl;
-    glValidateProgram(program);
-    GLint status = 0;
-    glGetProgramiv(program, GL_VALIDATE_STATUS, &status);
-    if (!status) report("Shader: Error validating program " + std::to_string(program));
-    glGetProgramiv(program, GL_LINK_STATUS, &status);
-    if (!status) report("Shader: Error linking program " + std::to_string(program));
+    coreShaders() ? glValidateProgram(program) : glValidateProgramARB(program);
+    if (!programValue(program, GL_VALIDATE_STATUS, GL_OBJECT_VALIDATE_STATUS_ARB))
+        report("Shader: Error validating program " + std::to_string(program));
+    if (!programValue(program, GL_LINK_STATUS, GL_OBJECT_LINK_STATUS_ARB))
+        report("Shader: Error linking program " + std::to_string(program));
 
-    GLint length = 0;
-    glGetProgramiv(program, GL_INFO_LOG_LENGTH, &length);
-    failOnInfoLog(length, [program](int size, char* out) { glGetProgramInfoLog(program, size, nullptr, out); });
+    GLint length = programValue(program, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB);
+    failOnInfoLog(length, [program](int size, char* out) {
+        if (coreShaders())
+            glGetProgramInfoLog(program, size, nullptr, out);
+        else
+            glGetInfoLogARB(program, size, nullptr, out);
+    });
 }
 
-void Shader::bind() { glUseProgram(program); }
+// Called while drawing, so the cheap GLEW flags rather than a version-string look-up. Without
+// any GLSL there is no program to leave, and the fixed-function pipeline is already in use.
+static void useProgram(unsigned int program)
+{
+    if (GLEW_VERSION_2_0)
+        glUseProgram(program);
+    else if (GLEW_ARB_shader_objects)
+        glUseProgramObjectARB(program);
+}
 
-void Shader::unbind() { glUseProgram(0); }
+void Shader::bind() { useProgram(program); }
+
+void Shader::unbind() { useProgram(0); }
 
 unsigned int Shader::getUniformLocation(const char* name)
 {

@@ -115,3 +115,53 @@ TEST(Loading, ShadersThatCannotBeBuiltEndTheProgram)
     EXPECT_EQ(result.err, "Shader manager: Error! File count is not even!\n");
     EXPECT_THAT(uneven.read("demo.log"), HasSubstr("Loader: Adding 2 steps...\n"));
 }
+
+// Mesa told to offer only GL 1.5 (and, further, no shader extensions) stands in for older
+// drivers, for as long as the object lives.
+class OlderGl {
+public:
+    explicit OlderGl(const char* extensions)
+    {
+        setenv("MESA_GL_VERSION_OVERRIDE", "1.5", 1);
+        setenv("MESA_EXTENSION_OVERRIDE", extensions, 1);
+    }
+    ~OlderGl()
+    {
+        unsetenv("MESA_GL_VERSION_OVERRIDE");
+        unsetenv("MESA_EXTENSION_OVERRIDE");
+    }
+};
+
+TEST(Loading, WithoutOpenGlTwoShadersAreBuiltAndCheckedThroughTheArbExtension)
+{
+    OlderGl older("");
+    Directory directory;
+    directory.config({{"MUSIC", "\"short.wav\""}});
+    Result result = run(directory);
+    EXPECT_EQ(result.status, 0) << result.err;
+    std::string log = directory.read("demo.log");
+    EXPECT_THAT(log, HasSubstr("Shader: Using OpenGL ARB shader! - NOT DONE YET!\n"));
+    EXPECT_THAT(log, HasSubstr("Shader: Validating program: "));
+    EXPECT_THAT(log, HasSubstr("Shader: Deleting program object: "));
+
+    Directory warned;
+    warned.config({{"MUSIC", "\"short.wav\""}});
+    warned.write("data/shaders/plain.frag", "// " + warned.path() + "\nvoid main()\n{\n    vec4 colour;\n"
+                                            "    gl_FragColor = colour;\n}\n");
+    result = run(warned);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, StartsWith("Shader: Info log: \n"));
+    EXPECT_THAT(result.err, HasSubstr("warning: `colour' used uninitialized"));
+}
+
+TEST(Loading, WithoutAnyGlslTheDemoRunsWithoutShaders)
+{
+    OlderGl older("-GL_ARB_vertex_shader -GL_ARB_fragment_shader -GL_ARB_shader_objects");
+    Directory directory;
+    directory.config({{"MUSIC", "\"short.wav\""}});
+    Result result = run(directory);
+    EXPECT_EQ(result.status, 0) << result.err;
+    std::string log = directory.read("demo.log");
+    EXPECT_THAT(log, HasSubstr("Shader: GLSL is not supported!\n"));
+    EXPECT_THAT(log, HasSubstr("Shader: skipping release, shader not supported!\n"));
+}
