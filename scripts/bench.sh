@@ -2,6 +2,7 @@
 # Runs every benchmark program from the test fixture directory, where the program's globals
 # find their data/ (null sound output, small textures).
 set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
 build=$(cd "${1:-build}" && pwd)
 cd "$build/tests/unitfixture"
 for bench in "$build"/bench/*_bench; do
@@ -9,3 +10,6 @@ for bench in "$build"/bench/*_bench; do
   echo "== $(basename "$bench")"
   "$bench"
 done
+
+# Whole-program figures on the real data: scene frame rates, start-up time, screenshots
+bash "$here/../bench/scenes.sh" "$build"

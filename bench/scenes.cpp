@@ -1,0 +1,101 @@
+// Scene benchmark: frames per second and processor time per frame of one scene, drawn by the
+// program's own globals from the data/ of the working directory (its size, its pictures).
+//
+//   scenebench <scene> <music ms> <seconds>
+//
+// All six scenes are registered and initialised as the program does (so the 2D scenes are
+// lit, as in the showing), only the named one is scheduled, and the track plays from the given
+// position. Two loops are timed: the program's own frame (10 ms wait, swap, draw) and the
+// same without the wait, which is what the scene and the swap cost. Processor time counts
+// every thread of the process, llvmpipe's rasterisers included.
+#include <sys/resource.h>  // Required for: getrusage()
+
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "framework/audio.h"
+#include "framework/config.h"
+#include "framework/demo.h"
+#include "framework/music.h"
+#include "framework/opengl.h"
+#include "framework/timer.h"
+#include "framework/window.h"
+#include "scenes/credits.h"
+#include "scenes/greets.h"
+#include "scenes/guillotine.h"
+#include "scenes/intro.h"
+#include "scenes/riderideranke.h"
+#include "scenes/solardistrict.h"
+
+namespace {
+
+double processorSeconds()
+{
+    rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+double wallSeconds()
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// Frames drawn from `ms` on for `seconds`; `wait` chooses the program's frame (with its 10 ms
+// wait) or a bare swap. Prints one line.
+void measure(const char* scene, int ms, double seconds, bool wait)
+{
+    music.setPosition(ms);
+    for (int i = 0; i < 10; i++) {  // settles the first uploads and the stream
+        window.update();
+        demo.draw();
+    }
+    int frames = 0;
+    double wallStart = wallSeconds(), processorStart = processorSeconds();
+    while (wallSeconds() - wallStart < seconds) {
+        if (wait)
+            window.update();
+        else
+            opengl.update();
+        audio.update();
+        timer.update();
+        demo.draw();
+        frames++;
+    }
+    double wall = wallSeconds() - wallStart, processor = processorSeconds() - processorStart;
+    printf("%-14s %4dx%-4d %-9s %7.1f fps %7.2f ms CPU/frame %7.2f ms wall/frame\n", scene, Config::width,
+           Config::height, wait ? "program" : "no-wait", frames / wall, 1000 * processor / frames, 1000 * wall / frames);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 4) {
+        fprintf(stderr, "usage: scenebench <scene> <music ms> <seconds>\n");
+        return 1;
+    }
+    std::string name = argv[1];
+    demo.addScene("riderideranke", new Riderideranke());
+    demo.addScene("intro", new Intro());
+    demo.addScene("guillotine", new Guillotine());
+    demo.addScene("greets", new Greets());
+    demo.addScene("solardistrict", new Solardistrict());
+    demo.addScene("credits", new Credits());
+    if (demo.scenes.find(name) == demo.scenes.end()) {
+        fprintf(stderr, "scenebench: no scene named %s\n", name.c_str());
+        return 1;
+    }
+    demo.addSceneToTimeline(name, 0, INT_MAX);
+    demo.initScenes();
+    demo.start();
+
+    int ms = atoi(argv[2]);
+    double seconds = atof(argv[3]);
+    measure(name.c_str(), ms, seconds, true);
+    measure(name.c_str(), ms, seconds, false);
+    return 0;
+}
