@@ -3,7 +3,7 @@
 #include "shader.h"
 
 #include <GL/glew.h>  // Required for: the GL 2.0 and ARB shader entry points
-#include <cstring>    // Required for: memcpy()
+#include <cstring>    // Required for: memcpy(), strlen()
 #include <fstream>    // Required for: std::ifstream
 #include <iostream>   // Required for: std::cerr
 #include <sstream>    // Required for: std::stringstream
@@ -106,71 +106,50 @@ static void report(const std::string& line)
     std::cerr << line << std::endl;
 }
 
-// Any info log at all, warnings included, ends the program: shaders ship clean or not at all.
-template <typename GetLog>
-static void failOnInfoLog(int length, GetLog getLog)
+// GLEW loads the GL 2.0 entry points only on a GL 2.0 context. On the ARB path the same
+// questions go through the shader-object extension instead of jumping to a null pointer.
+static GLint objectValue(PFNGLGETSHADERIVPROC core, unsigned int object, GLenum coreName, GLenum arbName)
 {
+    GLint value = 0;
+    if (coreShaders())
+        core(object, coreName, &value);
+    else
+        glGetObjectParameterivARB(object, arbName, &value);
+    return value;
+}
+
+// Any info log at all, warnings included, ends the program: shaders ship clean or not at all.
+static void failOnInfoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOGPROC coreLog, unsigned int object)
+{
+    GLint length = objectValue(coreValue, object, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB);
     if (length < 1) return;
     std::string text(static_cast<size_t>(length), '\0');
-    getLog(length, &text[0]);
+    if (coreShaders())
+        coreLog(object, length, nullptr, &text[0]);
+    else
+        glGetInfoLogARB(object, length, nullptr, &text[0]);
     text.resize(strlen(text.c_str()));
     logger << "Shader: Info log: " << std::endl << text << std::endl;
     fatal("Shader: Info log: \n" + text);
 }
 
-// GLEW loads the GL 2.0 entry points only on a GL 2.0 context. On the ARB path the same
-// questions go through the shader-object extension instead of jumping to a null pointer.
-static GLint shaderValue(unsigned int shader, GLenum core, GLenum arb)
-{
-    GLint value = 0;
-    if (coreShaders())
-        glGetShaderiv(shader, core, &value);
-    else
-        glGetObjectParameterivARB(shader, arb, &value);
-    return value;
-}
-
-static GLint programValue(unsigned int program, GLenum core, GLenum arb)
-{
-    GLint value = 0;
-    if (coreShaders())
-        glGetProgramiv(program, core, &value);
-    else
-        glGetObjectParameterivARB(program, arb, &value);
-    return value;
-}
-
 void Shader::validateShader(unsigned int shader)
 {
     logger << "Shader: Validating shader: " << shader << std::endl;
-    if (!shaderValue(shader, GL_COMPILE_STATUS, GL_OBJECT_COMPILE_STATUS_ARB))
+    if (!objectValue(glGetShaderiv, shader, GL_COMPILE_STATUS, GL_OBJECT_COMPILE_STATUS_ARB))
         report("Shader: Error compiling " + std::to_string(shader));
-
-    GLint length = shaderValue(shader, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB);
-    failOnInfoLog(length, [shader](int size, char* out) {
-        if (coreShaders())
-            glGetShaderInfoLog(shader, size, nullptr, out);
-        else
-            glGetInfoLogARB(shader, size, nullptr, out);
-    });
+    failOnInfoLog(glGetShaderiv, glGetShaderInfoLog, shader);
 }
 
 void Shader::validateProgram(unsigned int program)
 {
     logger << "Shader: Validating program: " << program << std::endl;
     coreShaders() ? glValidateProgram(program) : glValidateProgramARB(program);
-    if (!programValue(program, GL_VALIDATE_STATUS, GL_OBJECT_VALIDATE_STATUS_ARB))
+    if (!objectValue(glGetProgramiv, program, GL_VALIDATE_STATUS, GL_OBJECT_VALIDATE_STATUS_ARB))
         report("Shader: Error validating program " + std::to_string(program));
-    if (!programValue(program, GL_LINK_STATUS, GL_OBJECT_LINK_STATUS_ARB))
+    if (!objectValue(glGetProgramiv, program, GL_LINK_STATUS, GL_OBJECT_LINK_STATUS_ARB))
         report("Shader: Error linking program " + std::to_string(program));
-
-    GLint length = programValue(program, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB);
-    failOnInfoLog(length, [program](int size, char* out) {
-        if (coreShaders())
-            glGetProgramInfoLog(program, size, nullptr, out);
-        else
-            glGetInfoLogARB(program, size, nullptr, out);
-    });
+    failOnInfoLog(glGetProgramiv, glGetProgramInfoLog, program);
 }
 
 // Called while drawing, so the cheap GLEW flags rather than a version-string look-up. Without
