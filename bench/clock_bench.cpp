@@ -9,7 +9,7 @@
 #include <algorithm>  // Required for: std::sort()
 #include <chrono>     // Required for: std::chrono::steady_clock
 #include <cmath>      // Required for: std::fabs()
-#include <cstdio>     // Required for: std::remove()
+#include <filesystem> // Required for: std::filesystem::remove_all()
 #include <string>
 #include <thread>     // Required for: std::this_thread::sleep_until()
 #include <vector>
@@ -115,15 +115,23 @@ static void BM_Seek(benchmark::State& state)
 BENCHMARK(BM_Seek)->Unit(benchmark::kMicrosecond);
 
 // A 140 s stereo Ogg Vorbis track at 44.1 kHz, the length of the demo's own, written once
-static const std::string& oggTrack()
-{
-    static std::string path;
-    if (path.empty()) {
+// into a directory of its own that goes again at exit
+struct OggTrack {
+    std::string directory, path;
+    OggTrack()
+    {
         char pattern[] = "/tmp/clockbench-XXXXXX";
-        path = std::string(mkdtemp(pattern)) + "/track.ogg";
+        directory = mkdtemp(pattern);
+        path = directory + "/track.ogg";
         fixture::writeTrack(path, 140.0, 44100, 2, SF_FORMAT_OGG | SF_FORMAT_VORBIS);
     }
-    return path;
+    ~OggTrack() { std::filesystem::remove_all(directory); }
+};
+
+static const std::string& oggTrack()
+{
+    static OggTrack track;
+    return track.path;
 }
 
 // Start-up streamed: open the file and decode the first second, as start() queues it
@@ -151,7 +159,6 @@ static void BM_OpenOggDecodedWhole(benchmark::State& state)
         benchmark::DoNotOptimize(sf_readf_float(file, whole.data(), info.frames));
         sf_close(file);
     }
-    std::remove(oggTrack().c_str());
 }
 BENCHMARK(BM_OpenOggDecodedWhole)->Unit(benchmark::kMillisecond)->Iterations(5);
 

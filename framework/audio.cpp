@@ -10,10 +10,11 @@
 #include <cstdio>        // Required for: std::sscanf()
 #include <cstdlib>       // Required for: setenv()
 #include <cstring>       // Required for: std::strstr(), std::strlen()
+#include <csignal>       // Required for: kill(), SIGKILL
 #include <fcntl.h>       // Required for: open()
 #include <sstream>       // Required for: std::ostringstream
 #include <sys/wait.h>    // Required for: waitpid()
-#include <unistd.h>      // Required for: fork(), dup2(), _exit()
+#include <unistd.h>      // Required for: fork(), dup2(), _exit(), usleep()
 
 #include "config.h"
 #include "logger.h"
@@ -61,8 +62,11 @@ static void requireVersion(const char* library, unsigned int found, unsigned int
 
 // Whether OpenAL Soft's own choice of output opens. Tried in a child process: the library
 // settles on one backend at its first call, so the answer is needed before that call here.
+// A child that has not answered within PROBE_MS (a sound server that never replies) counts
+// as no device, so start-up cannot hang on it.
 static bool defaultOutputOpens()
 {
+    const int PROBE_MS = 3000;
     pid_t child = fork();
     if (child < 0) return true;  // cannot ask: opening for real will tell
     if (child == 0) {
@@ -72,10 +76,15 @@ static bool defaultOutputOpens()
         _exit(alcOpenDevice(nullptr) ? 0 : 1);
     }
     int status = 0;
-    while (waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) return true;
+    for (int waited = 0; waited < PROBE_MS; waited++) {
+        pid_t done = waitpid(child, &status, WNOHANG);
+        if (done == child) return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        if (done < 0 && errno != EINTR) return true;
+        usleep(1000);
     }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    return false;
 }
 
 // Sets ALSOFT_DRIVERS from `AUDIO` and logs the choice; must run before any AL call

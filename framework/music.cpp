@@ -176,12 +176,10 @@ struct Stream {
     void service(ALuint source);
     // The clock's value now, in ms
     double position(ALuint source);
-    // Whether the last of the track has been heard
-    bool over(ALuint source);
     // Copies the `count` samples of the first channel that end at the heard position
     void window(float* samples, int count);
-    // Reads the clock for a query that tolerates a missing channel (not started yet, or the
-    // track ended): false, with the invalid handle stored, when there is none
+    // Reads the clock for a query that tolerates a missing channel (not started yet): false,
+    // with the invalid handle stored, when there is none
     bool live();
 };
 
@@ -360,14 +358,6 @@ double Stream::position(ALuint source)
     return clock.read(now, mixing, heard, cap);
 }
 
-bool Stream::over(ALuint source)
-{
-    if (paused || queueEnd < frames || clock.held < frameToMs(static_cast<double>(frames))) return false;
-    ALint state = AL_INITIAL;
-    alGetSourcei(source, AL_SOURCE_STATE, &state);
-    return state == AL_STOPPED;
-}
-
 void Stream::window(float* samples, int count)
 {
     long long end = msToFrame(clock.held);
@@ -380,22 +370,15 @@ void Stream::window(float* samples, int count)
 
 bool Stream::live()
 {
-    if (channel) {
-        position(channel);
-        int error = alGetError();
-        audio.result = error;
-        if (error != AL_INVALID_NAME) audio.check(error, Audio::CONTEXT);
-        // Heard to its end, the channel is released, as any sound library does with a
-        // finished one-shot sound.
-        if (over(channel)) {
-            detach(channel);
-            alDeleteSources(1, &channel);
-            channel = 0;
-        }
+    if (!channel) {
+        audio.result = AL_INVALID_NAME;
+        return false;
     }
-    if (channel) return true;
-    audio.result = AL_INVALID_NAME;
-    return false;
+    position(channel);
+    int error = alGetError();
+    audio.result = error;
+    if (error != AL_INVALID_NAME) audio.check(error, Audio::CONTEXT);
+    return error == AL_NO_ERROR;
 }
 
 Music::Music(std::string name) : playing(false), length(0), volume(1.0f)

@@ -38,5 +38,5 @@ private:
 };
 
 extern Stream* sound;   // the opened track; null until the music is constructed
-extern ALuint channel;  // the source playing it; 0 before the first start and after the track ended
+extern ALuint channel;  // the source playing it; 0 before the first start
 extern Music music;

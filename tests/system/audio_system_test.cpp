@@ -75,7 +75,7 @@ TEST(SoundOutput, NamedOutputThatCannotOpenEndsWithStatus255)
     expectInOrder(directory.read("demo.log"), {"Audio: Setting output to: OSS", "Audio: OpenAL error! ("});
 }
 
-TEST(Track, MissingOrNotAudioEndsWithStatus255AndTheDecodersMessage)
+TEST(MusicFile, MissingOrNotAudioEndsWithStatus255AndTheDecodersMessage)
 {
     struct Case {
         std::string name, message;
@@ -94,7 +94,7 @@ TEST(Track, MissingOrNotAudioEndsWithStatus255AndTheDecodersMessage)
     }
 }
 
-TEST(Track, DamagedStreamEndsWithStatus255WhenTheDecoderMeetsIt)
+TEST(MusicFile, DamagedStreamEndsWithStatus255WhenTheDecoderMeetsIt)
 {
     Directory directory;
     std::string path = directory.file("data/audio/cut.flac");
@@ -107,7 +107,7 @@ TEST(Track, DamagedStreamEndsWithStatus255WhenTheDecoderMeetsIt)
     expectInOrder(directory.read("demo.log"), {"Music: Start", "Audio: OpenAL error! ("});
 }
 
-TEST(Track, OggCutShortStillPlaysToItsEnd)
+TEST(MusicFile, OggCutShortStillPlaysToItsEnd)
 {
     // A cut Ogg stream does not know its length; the program counts it and ends on time.
     Directory directory;
@@ -120,7 +120,7 @@ TEST(Track, OggCutShortStillPlaysToItsEnd)
     EXPECT_THAT(directory.read("demo.log"), HasSubstr("Demo: Last scene done! :)"));
 }
 
-TEST(Track, PlaysInRealTimeThenTheMusicClosesBeforeTheSoundSystem)
+TEST(MusicFile, PlaysInRealTimeThenTheMusicClosesBeforeTheSoundSystem)
 {
     Directory directory;
     directory.config({{"MUSIC", "\"short.wav\""}});
