@@ -20,13 +20,13 @@ void Guillotine::init() {}
 
 void Guillotine::release() {}
 
-// True inside one of the three inclusive spans that start at `first`, +4000 and +8000 ms.
+// True inside one of the three inclusive spans that start at `first`, +4000 and +8000 ms;
+// every bound is compared with a fresh reading of the music position.
 static bool onBeat(int first, int length)
 {
-    int t = music.getPosition();
     for (int beat = 0; beat < 3; beat++) {
         int start = first + beat * 4000;
-        if (start <= t && t <= start + length) return true;
+        if (start <= music.getPosition() && music.getPosition() <= start + length) return true;
     }
     return false;
 }

@@ -20,11 +20,9 @@ void Intro::init() {}
 
 void Intro::release() {}
 
-static bool within(int from, int to)
-{
-    int t = music.getPosition();
-    return from <= t && t <= to;
-}
+// Each bound compares with a fresh reading of the music position, as the choreography was
+// written; a threshold crossed between the two readings decides the frame the same way.
+static bool within(int from, int to) { return from <= music.getPosition() && music.getPosition() <= to; }
 
 static void picture(const char* texture)
 {
