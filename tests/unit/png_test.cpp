@@ -4,10 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <GL/gl.h>
-
 #include <algorithm>
-#include <functional>
+#include <cstdlib>
 
 #include "framework/imagepng.h"
 #include "tests/support/fixture.h"
@@ -225,14 +223,12 @@ TEST(Png, RowsKeepAFourBytePitchWhateverTheComponents)
     delete image;
 }
 
-std::string bytesOf(const std::string& path) { return fixture::readFile(path); }
-
 TEST(Png, TruncatedOrCorruptFilesGiveNullWithoutCrashing)
 {
     fixture::Directory scratch;
     Case rgba = {"rgba8", 6, 8, false, false, 4, 6408};
     fixture::writePng(scratch.file("good.png"), specOf(rgba, 64, 64));
-    std::string good = bytesOf(scratch.file("good.png"));
+    std::string good = fixture::readFile(scratch.file("good.png"));
     size_t idat = good.find("IDAT");
     ASSERT_NE(idat, std::string::npos);
 
