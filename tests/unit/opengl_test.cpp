@@ -166,38 +166,6 @@ TEST_F(Context, ColourAndDepthSizesFollowTheConfiguredDepth)
     }
 }
 
-TEST_F(Context, StartUpLinesComeInTheirOrder)
-{
-    Config::bpp = 0;
-    opengl.init();
-    const char* order[] = {"OpenGL: Initializing...\n", "OpenGL: RGB size: 8, 8, 8\n", "OpenGL: Initializing GLEW (",
-                           "OpenGL 2.0 is supported!\n", "OpenGL: turning on antialiasing...\n",
-                           "OpenGL: Turing on depth...\n"};
-    std::string written = log();
-    size_t at = 0;
-    for (const char* line : order) {
-        size_t found = written.find(line, at);
-        ASSERT_NE(found, std::string::npos) << line << " in\n" << written;
-        at = found;
-    }
-    EXPECT_THAT(written, Not(HasSubstr("OpenGL: Vendor: "))) << "the vendor lines are for debug mode";
-    EXPECT_THAT(written, Not(HasSubstr("FSAA")));
-    EXPECT_THAT(written, Not(HasSubstr("Vsync")));
-    EXPECT_TRUE(glIsEnabled(GL_DEPTH_TEST));
-    GLint function = 0;
-    glGetIntegerv(GL_DEPTH_FUNC, &function);
-    EXPECT_EQ(function, GL_LEQUAL);
-
-    clearLog();
-    Config::debug = true;
-    opengl.init();
-    written = log();
-    EXPECT_THAT(written, HasSubstr("OpenGL: Vendor: "));
-    EXPECT_THAT(written, HasSubstr("OpenGL: Renderer: "));
-    EXPECT_THAT(written, HasSubstr("OpenGL: Version: "));
-    EXPECT_LT(written.find("OpenGL: Version: "), written.find("OpenGL: RGB size: "));
-}
-
 TEST_F(Context, MultisamplingAndVsyncAskOnlyWhenConfigured)
 {
     Config::fsaa = 4;
