@@ -20,8 +20,8 @@
 #include "logger.h"
 #include "music.h"
 
-// Oldest libraries the stream and the clock were written against: source latency queries
-// and float buffers (OpenAL Soft 1.19), Opus and sane Vorbis seeking (libsndfile 1.0.28)
+// The oldest libraries accepted: OpenAL Soft 1.19 for the source latency query the clock
+// reads and for float buffers, libsndfile 1.0.28 for the decoder
 static const unsigned int OPENAL_REQUIRED = 1u << 16 | 19u << 8 | 0u;
 static const unsigned int SNDFILE_REQUIRED = 1u << 16 | 0u << 8 | 28u;
 
