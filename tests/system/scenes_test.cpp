@@ -12,6 +12,7 @@
 #include <climits>
 #include <cmath>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -202,9 +203,18 @@ private:
     {
         std::string path = program.screenshot();
         if (path.empty()) return false;
-        picture = program::readBmp(path);
+        // Under load the writer can stall long enough to look finished: read until complete.
+        bool complete = false;
+        for (int i = 0; i < 500 && !complete; i++) {
+            try {
+                picture = program::readBmp(path);
+                complete = true;
+            } catch (const std::runtime_error&) {
+                usleep(10000);
+            }
+        }
         std::filesystem::remove(path);  // a retake at the same position must make a new file
-        return true;
+        return complete;
     }
 
     // Presses a scene key; returns where it moved the music, INT_MAX when it refused to go
