@@ -4,11 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "framework/demo.h"
-#include "framework/logger.h"
 #include "framework/music.h"
 #include "framework/scene.h"
 #include "framework/timeline.h"
-#include "tests/support/fixture.h"
+#include "tests/support/inprocess.h"
 
 namespace {
 
@@ -32,8 +31,6 @@ protected:
         for (const char* name : {"a", "b", "c", "d", "e", "f"}) demo.addScene(name, new Recorder(name, drawn));
         music.start();
         music.setPause(true);
-        logger.file.close();
-        logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
     }
 
     // The names drawn by one frame at music time t.
@@ -45,13 +42,9 @@ protected:
         return drawn;
     }
 
-    std::string log()
-    {
-        logger.file.flush();
-        return scratch.read("log.txt");
-    }
+    std::string log() { return capture.text(); }
 
-    fixture::Directory scratch;
+    fixture::LogCapture capture;
     std::vector<std::string> drawn;
 };
 

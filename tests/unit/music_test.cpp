@@ -19,6 +19,7 @@
 #include "framework/music.h"
 #include "framework/timer.h"
 #include "tests/support/fixture.h"
+#include "tests/support/inprocess.h"
 
 using testing::HasSubstr;
 
@@ -80,20 +81,14 @@ class PlayingMusic : public testing::Test {
 protected:
     void SetUp() override
     {
-        logger.file.close();
-        logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
         music.start();
     }
 
     void TearDown() override { music.stop(); }
 
-    std::string log()
-    {
-        logger.file.flush();
-        return scratch.read("log.txt");
-    }
+    std::string log() { return capture.text(); }
 
-    fixture::Directory scratch;
+    fixture::LogCapture capture;
 };
 
 }  // namespace

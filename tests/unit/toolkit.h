@@ -13,6 +13,7 @@
 #include "framework/texture.h"
 #include "framework/texturemanager.h"
 #include "tests/support/fixture.h"
+#include "tests/support/inprocess.h"
 
 namespace toolkit {
 
@@ -92,38 +93,6 @@ inline unsigned int addTexture(const std::string& name, unsigned int id)
     return id;
 }
 
-// Sends the log to a file of its own from construction on; lines() is what was written.
-class LogCapture {
-public:
-    LogCapture()
-    {
-        logger.file.close();
-        logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
-    }
-
-    // The lines without their date prefix
-    std::vector<std::string> lines()
-    {
-        logger.file.flush();
-        std::vector<std::string> result;
-        std::string text = scratch.read("log.txt");
-        size_t begin = 0;
-        for (size_t end; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
-            std::string line = text.substr(begin, end - begin);
-            size_t prefix = line.find(" - ");
-            result.push_back(prefix == std::string::npos ? line : line.substr(prefix + 3));
-        }
-        return result;
-    }
-
-    std::string text()
-    {
-        logger.file.flush();
-        return scratch.read("log.txt");
-    }
-
-private:
-    fixture::Directory scratch;
-};
+using fixture::LogCapture;
 
 }  // namespace toolkit
