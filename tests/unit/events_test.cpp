@@ -40,7 +40,11 @@ protected:
     void SetUp() override
     {
         Config::debug = true;
-        // Whatever the X server sent so far would otherwise run the held-key handling too.
+        // Other test programs come and go on the same X server; what that makes the server send
+        // this window would give held keys extra turns. The tests that need a type turn it on.
+        for (Uint8 type : {SDL_ACTIVEEVENT, SDL_MOUSEMOTION, SDL_MOUSEBUTTONDOWN, SDL_MOUSEBUTTONUP, SDL_VIDEOEXPOSE,
+                           SDL_VIDEORESIZE, SDL_SYSWMEVENT})
+            SDL_EventState(type, SDL_IGNORE);
         for (SDL_Event stale; SDL_PollEvent(&stale);) {}
         music.start();
         music.setPause(true);
@@ -108,6 +112,18 @@ protected:
     {
         logger.file.flush();
         return linesFrom(scratch.read("log.txt"), prefix);
+    }
+
+    // The first `count` lines one pump logs. Pushed events are queued ahead of whatever the X
+    // server sends meanwhile, so their lines come first.
+    Lines pumpLogs(size_t count)
+    {
+        logger.file.close();
+        logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
+        events.update();
+        Lines lines = logged("");
+        if (lines.size() > count) lines.resize(count);
+        return lines;
     }
 
     fixture::Directory scratch;
@@ -192,8 +208,9 @@ TEST_F(Pump, CameraKeysAreSilentAndMoveTheFreeCameraOncePerEventInTheirOrder)
 
 TEST_F(Pump, MinimisePausesAndRestoreResumesEvenAfterAPauseByHand)
 {
+    SDL_EventState(SDL_ACTIVEEVENT, SDL_ENABLE);
     active(SDL_APPACTIVE, 0);
-    events.update();
+    EXPECT_EQ(pumpLogs(2), (Lines{"Events: Window minimized!", "Demo: Paused!"}));
     EXPECT_TRUE(demo.paused);
 
     down(SDLK_SPACE);
@@ -204,20 +221,16 @@ TEST_F(Pump, MinimisePausesAndRestoreResumesEvenAfterAPauseByHand)
     EXPECT_TRUE(demo.paused);
 
     active(SDL_APPACTIVE | SDL_APPINPUTFOCUS, 1);
-    events.update();
+    EXPECT_EQ(pumpLogs(2), (Lines{"Events: Window restored!", "Demo: Running!"}));
     EXPECT_FALSE(demo.paused) << "restoring resumes a pause made by hand";
 
     active(SDL_APPINPUTFOCUS | SDL_APPMOUSEFOCUS, 0);
     active(SDL_APPINPUTFOCUS, 1);
     active(SDL_APPMOUSEFOCUS, 0);
     active(SDL_APPMOUSEFOCUS, 1);
-    events.update();
+    EXPECT_EQ(pumpLogs(4), (Lines{"Events: Keyboard focus lost!", "Events: Keyboard focus gained...",
+                                  "Events: Mouse focus lost!", "Events: Mouse focus gained."}));
     EXPECT_FALSE(demo.paused) << "focus changes never pause";
-
-    EXPECT_EQ(logged("Events: "), (Lines{"Events: Window minimized!", "Events: Window restored!",
-                                         "Events: Keyboard focus lost!", "Events: Keyboard focus gained...",
-                                         "Events: Mouse focus lost!", "Events: Mouse focus gained."}));
-    EXPECT_EQ(logged("Demo: "), (Lines{"Demo: Paused!", "Demo: Running!", "Demo: Paused!", "Demo: Running!"}));
 }
 
 TEST_F(Pump, CloseEndsTheLoopButEventsBehindItAreStillHandled)
@@ -227,21 +240,20 @@ TEST_F(Pump, CloseEndsTheLoopButEventsBehindItAreStillHandled)
     quit.type = SDL_QUIT;
     push(quit);
     down(SDLK_w);
-    events.update();
+    EXPECT_EQ(pumpLogs(2), (Lines{"Events: Window closed", "Input: Key pressed: w"}));
     EXPECT_FALSE(demo.running);
-    Lines lines = logged("");
-    Lines wanted = {"Events: Window closed", "Input: Key pressed: w"};
-    EXPECT_EQ(Lines(lines.end() - 2, lines.end()), wanted);
 }
 
 TEST_F(Pump, ResizeRecreatesTheSurfaceAndViewportButKeepsTheConfiguredSize)
 {
+    SDL_EventState(SDL_VIDEORESIZE, SDL_ENABLE);
     SDL_Event resize{};
     resize.resize.type = SDL_VIDEORESIZE;
     resize.resize.w = 640;
     resize.resize.h = 480;
     push(resize);
-    events.update();
+    EXPECT_EQ(pumpLogs(4), (Lines{"Events: Window resize: 640x480", "Window: Resize: 640x480",
+                                  "OpenGL: resize: 640x480", "Camera: resetting viewport 640x480 (4:3)"}));
 
     EXPECT_EQ(window.screen->w, 640);
     EXPECT_EQ(window.screen->h, 480);
@@ -250,12 +262,11 @@ TEST_F(Pump, ResizeRecreatesTheSurfaceAndViewportButKeepsTheConfiguredSize)
     EXPECT_EQ(std::vector<GLint>(viewport, viewport + 4), (std::vector<GLint>{0, 0, 640, 480}));
     EXPECT_EQ(Config::width, 800);
     EXPECT_EQ(Config::height, 600);
-    EXPECT_EQ(logged(""), (Lines{"Events: Window resize: 640x480", "Window: Resize: 640x480",
-                                 "OpenGL: resize: 640x480", "Camera: resetting viewport 640x480 (4:3)"}));
 }
 
 TEST_F(Pump, ExposeRedrawsAfterTenMillisecondsOfSleep)
 {
+    SDL_EventState(SDL_VIDEOEXPOSE, SDL_ENABLE);
     SDL_Event expose{};
     expose.type = SDL_VIDEOEXPOSE;
     push(expose);
