@@ -8,12 +8,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <dlfcn.h>
 #include <sstream>
 
 #include "framework/config.h"
 #include "framework/demo.h"
 #include "framework/events.h"
 #include "framework/input.h"
+#include "framework/joystick.h"
 #include "framework/logger.h"
 #include "framework/music.h"
 #include "framework/window.h"
@@ -112,6 +114,18 @@ protected:
     {
         logger.file.flush();
         return linesFrom(scratch.read("log.txt"), prefix);
+    }
+
+    // Pumps until `done` holds or a second has passed, for events that SDL makes itself.
+    template <typename Predicate>
+    static bool pumpUntil(Predicate done)
+    {
+        for (int round = 0; round < 100; round++) {
+            events.update();
+            if (done()) return true;
+            SDL_Delay(10);
+        }
+        return false;
     }
 
     // The first `count` lines one pump logs. Pushed events are queued ahead of whatever the X
@@ -353,6 +367,52 @@ TEST_F(Pump, WithDebugOffThePadIsNeitherStartedNorHeard)
     EXPECT_EQ(pumped(), 60000);
     EXPECT_TRUE(logged("Joystick: ").empty());
     EXPECT_EQ(SDL_WasInit(SDL_INIT_JOYSTICK), 0u) << "the window starts the pad only in debug mode";
+}
+
+// SDL 2, which carries the SDL 1.2 calls here, can attach a virtual pad: the way to open a pad
+// and move it through SDL's own event path on a machine without one.
+TEST_F(Pump, VirtualPadIsOpenedByNameAndItsButtonsAndStickSeek)
+{
+    void* sdl2 = dlopen("libSDL2-2.0.so.0", RTLD_NOW | RTLD_NOLOAD);
+    ASSERT_NE(sdl2, nullptr) << "the SDL 1.2 calls are not carried by SDL 2 here";
+    auto initSubSystem = reinterpret_cast<int (*)(Uint32)>(dlsym(sdl2, "SDL_InitSubSystem"));
+    auto attachVirtual = reinterpret_cast<int (*)(int, int, int, int)>(dlsym(sdl2, "SDL_JoystickAttachVirtual"));
+    auto open = reinterpret_cast<void* (*)(int)>(dlsym(sdl2, "SDL_JoystickOpen"));
+    auto setButton = reinterpret_cast<int (*)(void*, int, Uint8)>(dlsym(sdl2, "SDL_JoystickSetVirtualButton"));
+    auto setAxis = reinterpret_cast<int (*)(void*, int, Sint16)>(dlsym(sdl2, "SDL_JoystickSetVirtualAxis"));
+    ASSERT_TRUE(initSubSystem && attachVirtual && open && setButton && setAxis);
+
+    const int gamepad = 1;  // SDL_JOYSTICK_TYPE_GAMECONTROLLER
+    ASSERT_EQ(initSubSystem(SDL_INIT_JOYSTICK), 0);
+    ASSERT_EQ(attachVirtual(gamepad, 4, 17, 0), 0);
+    joystick.init();
+    void* pad = open(0);
+    ASSERT_NE(pad, nullptr);
+
+    setButton(pad, 8, SDL_PRESSED);
+    EXPECT_TRUE(pumpUntil([] { return music.getPosition() == 59000; })) << "L2 seeks back";
+    setButton(pad, 8, SDL_RELEASED);
+    setAxis(pad, 0, 3200);
+    setButton(pad, 9, SDL_PRESSED);
+    EXPECT_TRUE(pumpUntil([] { return music.getPosition() == 60000; })) << "R2 seeks forward, the stick not yet";
+    setAxis(pad, 0, 3201);
+    EXPECT_TRUE(pumpUntil([] { return music.getPosition() == 61000; })) << "just outside the dead zone";
+    setAxis(pad, 3, 20000);
+    EXPECT_TRUE(pumpUntil([this] {
+        Lines lines = logged("Joystick: ");
+        return !lines.empty() && lines.back() == "Joystick: R-Analog going down";
+    }));
+    joystick.release();
+
+    EXPECT_EQ(logged("Joystick: "),
+              (Lines{"Joystick: Initializing the SDL subsystem...", "Joystick: 1 joystick(s) found.",
+                     "Joystick: 0 - Virtual Controller", "Joystick: Opening joystick 0...",
+                     "Joystick: Name: Virtual Controller", "Joystick: Number of Axes: 4",
+                     "Joystick: Number of Buttons: 17", "Joystick: Number of Balls: 0", "Joystick: L2 was pressed",
+                     "Joystick: L2 was released", "Joystick: R2 was pressed", "Joystick: L-Analog going right",
+                     "Joystick: R-Analog going down", "Joystick: Closing...",
+                     "Joystick: Shutting down the SDL subsystem..."}));
+    EXPECT_EQ(music.getPosition(), 61000);
 }
 
 }  // namespace
