@@ -142,9 +142,9 @@ public:
     Bitmap play(int lines)
     {
         int plots = count(" - Plot ");
-        int running = count("Demo: Running!");
+        int resumed = count("Demo: Running!");
         program.key("space");
-        EXPECT_TRUE(waitForMore("Demo: Running!", running));
+        EXPECT_TRUE(waitForMore("Demo: Running!", resumed));
         EXPECT_TRUE(waitForMore(" - Plot ", plots + lines - 1, 30)) << "the demo stopped drawing";
         EXPECT_TRUE(pause());
         at = INT_MAX;
@@ -156,12 +156,12 @@ public:
     {
         for (int attempt = 0; attempt < 8; attempt++) {
             if (!seek(ms)) break;
-            int running = count("Demo: Running!");
+            int resumed = count("Demo: Running!");
             int paused = count("Demo: Paused!");
             // The second press waits until the first has been handled, so the frame that
             // resumed is drawn before the pause.
             program.key("space");
-            if (!waitForMore("Demo: Running!", running)) break;
+            if (!waitForMore("Demo: Running!", resumed)) break;
             program.key("space");
             if (!waitForMore("Demo: Paused!", paused)) break;
 
