@@ -352,7 +352,7 @@ TEST(Window, ResizedWindowKeepsItsTexturesClicksMapOverTheConfiguredSizeAndClose
     click(799, 599, 1, "Input: Mouse left button clicked - x: 0.9975 y: -0.996667\n");
 
     program.xdotool("windowsize " + window + " 640 480");
-    ASSERT_TRUE(program.waitForLog("Events: Window resize: 640x480\n"));
+    ASSERT_TRUE(program.waitForLog("Camera: resetting viewport 640x480 (4:3)\n"));
     EXPECT_EQ(geometry(program), "640x480");
     Lines log = texts(program.log());
     EXPECT_EQ(missingInOrder(log, {"Events: Window resize: 640x480", "Window: Resize: 640x480", "OpenGL: resize: 640x480",
