@@ -195,26 +195,30 @@ static std::vector<std::string> screenshots(const std::string& root)
     return files;
 }
 
+static uint32_t little(const std::string& bytes, size_t at)
+{
+    return static_cast<uint8_t>(bytes[at]) | static_cast<uint8_t>(bytes[at + 1]) << 8 |
+           static_cast<uint8_t>(bytes[at + 2]) << 16 | static_cast<uint32_t>(static_cast<uint8_t>(bytes[at + 3])) << 24;
+}
+
+// True once the BMP at `path` holds as many bytes as its header declares.
+static bool completeBmp(const std::string& path)
+{
+    std::string bytes = fixture::readFile(path);
+    return bytes.size() >= 6 && bytes[0] == 'B' && bytes[1] == 'M' && bytes.size() >= little(bytes, 2);
+}
+
 std::string Program::screenshot(double seconds)
 {
     std::vector<std::string> before = screenshots(directory.path());
     key("s");
     std::string made;
+    // The writer may stall half-way under load: a file counts once it is as long as it says.
     poll(seconds, [&] {
         for (const std::string& file : screenshots(directory.path()))
-            if (std::find(before.begin(), before.end(), file) == before.end() && fs::file_size(file) > 54) made = file;
+            if (std::find(before.begin(), before.end(), file) == before.end() && completeBmp(file)) made = file;
         return !made.empty();
     });
-    // The writer may still be busy: wait until the size settles.
-    if (!made.empty()) {
-        std::uintmax_t size = 0;
-        poll(seconds, [&] {
-            std::uintmax_t now = fs::file_size(made);
-            bool settled = now == size;
-            size = now;
-            return settled;
-        });
-    }
     return made;
 }
 
@@ -236,12 +240,6 @@ int countLines(const std::string& text, const std::string& needle)
         start = end + 1;
     }
     return count;
-}
-
-static uint32_t little(const std::string& bytes, size_t at)
-{
-    return static_cast<uint8_t>(bytes[at]) | static_cast<uint8_t>(bytes[at + 1]) << 8 |
-           static_cast<uint8_t>(bytes[at + 2]) << 16 | static_cast<uint32_t>(static_cast<uint8_t>(bytes[at + 3])) << 24;
 }
 
 Bitmap readBmp(const std::string& path)

@@ -203,18 +203,9 @@ private:
     {
         std::string path = program.screenshot();
         if (path.empty()) return false;
-        // Under load the writer can stall long enough to look finished: read until complete.
-        bool complete = false;
-        for (int i = 0; i < 500 && !complete; i++) {
-            try {
-                picture = program::readBmp(path);
-                complete = true;
-            } catch (const std::runtime_error&) {
-                usleep(10000);
-            }
-        }
+        picture = program::readBmp(path);
         std::filesystem::remove(path);  // a retake at the same position must make a new file
-        return complete;
+        return true;
     }
 
     // Presses a scene key; returns where it moved the music, INT_MAX when it refused to go
