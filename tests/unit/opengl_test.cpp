@@ -154,7 +154,9 @@ TEST_F(Context, ColourAndDepthSizesFollowTheConfiguredDepth)
         EXPECT_THAT(written, HasSubstr(sizes.str()));
         EXPECT_EQ(Config::bpp, c.bppAfter);
         EXPECT_EQ(written.find(invalid) != std::string::npos, c.bpp == 12);
-        if (c.bpp == 12) EXPECT_LT(written.find(invalid), written.find("OpenGL: RGB size: "));
+        if (c.bpp == 12) {
+            EXPECT_LT(written.find(invalid), written.find("OpenGL: RGB size: "));
+        }
 
         Attributes wanted = {{SDL_GL_RED_SIZE, c.red},       {SDL_GL_GREEN_SIZE, c.green},
                              {SDL_GL_BLUE_SIZE, c.blue},     {SDL_GL_ALPHA_SIZE, 8},
