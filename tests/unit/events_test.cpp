@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <chrono>
 #include <dlfcn.h>
-#include <sstream>
 
 #include "framework/config.h"
 #include "framework/demo.h"
@@ -20,23 +19,11 @@
 #include "framework/logger.h"
 #include "framework/music.h"
 #include "framework/window.h"
-#include "tests/support/fixture.h"
+#include "tests/support/inprocess.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
-
-// The log texts after the date prefix, of the lines that begin with `prefix`.
-Lines linesFrom(const std::string& log, const std::string& prefix)
-{
-    Lines found;
-    std::istringstream stream(log);
-    for (std::string line; std::getline(stream, line);) {
-        std::string text = line.size() > 23 ? line.substr(23) : "";
-        if (text.rfind(prefix, 0) == 0) found.push_back(text);
-    }
-    return found;
-}
 
 class Pump : public testing::Test {
 protected:
@@ -52,8 +39,6 @@ protected:
         music.start();
         music.setPause(true);
         music.setPosition(60000);
-        logger.file.close();
-        logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
     }
 
     static void push(SDL_Event event) { ASSERT_EQ(SDL_PushEvent(&event), 0); }
@@ -111,10 +96,13 @@ protected:
         return music.getPosition();
     }
 
+    // The logged lines that begin with `prefix`, without their date.
     Lines logged(const std::string& prefix)
     {
-        logger.file.flush();
-        return linesFrom(scratch.read("log.txt"), prefix);
+        Lines found;
+        for (const std::string& line : capture.lines())
+            if (line.rfind(prefix, 0) == 0) found.push_back(line);
+        return found;
     }
 
     // Pumps until `done` holds or a second has passed, for events that SDL makes itself.
@@ -133,15 +121,14 @@ protected:
     // server sends meanwhile, so their lines come first.
     Lines pumpLogs(size_t count)
     {
-        logger.file.close();
-        logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
+        capture.reset();
         events.update();
-        Lines lines = logged("");
+        Lines lines = capture.lines();
         if (lines.size() > count) lines.resize(count);
         return lines;
     }
 
-    fixture::Directory scratch;
+    fixture::LogCapture capture;
 };
 
 TEST_F(Pump, HeldArrowSeeksOncePerLaterEventAndALoneTapExactlyOnce)

@@ -6,7 +6,6 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <iostream>
@@ -22,7 +21,7 @@
 #include "framework/shadermanager.h"
 #include "framework/texturemanager.h"
 #include "framework/window.h"
-#include "tests/support/fixture.h"
+#include "tests/support/inprocess.h"
 #include "tests/support/program.h"
 
 using testing::HasSubstr;
@@ -62,8 +61,6 @@ class Context : public testing::Test {
 protected:
     void SetUp() override
     {
-        logger.file.close();
-        logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
         asked.clear();
         recording = true;
     }
@@ -73,26 +70,7 @@ protected:
         scriptedSwap = false;
     }
 
-    std::string log()
-    {
-        logger.file.flush();
-        return scratch.read("log.txt");
-    }
-    // The log's texts after the date prefix, one per line.
-    std::vector<std::string> texts()
-    {
-        std::vector<std::string> found;
-        std::istringstream stream(log());
-        for (std::string line; std::getline(stream, line);) found.push_back(line.substr(23));
-        return found;
-    }
-    void clearLog()
-    {
-        logger.file.close();
-        logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
-    }
-
-    fixture::Directory scratch;
+    fixture::LogCapture capture;
 };
 
 // A full-window quad in the unit square, in the current colour and texture state.
@@ -144,13 +122,13 @@ TEST_F(Context, ColourAndDepthSizesFollowTheConfiguredDepth)
     for (const Case& c : cases) {
         SCOPED_TRACE("BPP " + std::to_string(c.bpp));
         Config::bpp = c.bpp;
-        clearLog();
+        capture.reset();
         asked.clear();
         opengl.init();
 
         std::ostringstream sizes;
         sizes << "OpenGL: RGB size: " << c.red << ", " << c.green << ", " << c.blue << "\n";
-        std::string written = log();
+        std::string written = capture.text();
         EXPECT_THAT(written, HasSubstr(sizes.str()));
         EXPECT_EQ(Config::bpp, c.bppAfter);
         EXPECT_EQ(written.find(invalid) != std::string::npos, c.bpp == 12);
@@ -173,51 +151,48 @@ TEST_F(Context, MultisamplingAndVsyncAskOnlyWhenConfigured)
     Config::fsaa = 4;
     Config::vsync = true;
     opengl.init();
-    std::string written = log();
+    std::string written = capture.text();
     EXPECT_THAT(written, HasSubstr("OpenGL: Enabling 4x FSAA...\n"));
     EXPECT_TRUE(glIsEnabled(GL_MULTISAMPLE));
     Attributes tail(asked.end() - 3, asked.end());
-    EXPECT_EQ(tail, (Attributes{{SDL_GL_MULTISAMPLEBUFFERS, 1}, {SDL_GL_MULTISAMPLESAMPLES, 4}, {SDL_GL_SWAP_CONTROL, 1}}));
+    EXPECT_EQ(tail, (Attributes{{SDL_GL_MULTISAMPLEBUFFERS, 1},
+                                {SDL_GL_MULTISAMPLESAMPLES, 4},
+                                {SDL_GL_SWAP_CONTROL, 1}}));
     EXPECT_THAT(written, HasSubstr("OpenGL: Vsync"));
 
     scriptedSwap = true;
     for (auto [answer, line] : {std::pair<int, const char*>{0, "OpenGL: Vsync enabled...\n"},
                                 {-1, "OpenGL: Vsync Error! swap control refused\n"},
                                 {7, "OpenGL: Vsync Error! Unknown return value: 7\n"}}) {
-        clearLog();
+        capture.reset();
         swapAnswer = answer;
         opengl.vsync(true);
-        EXPECT_THAT(log(), testing::EndsWith(line));
+        EXPECT_THAT(capture.text(), testing::EndsWith(line));
     }
 
-    clearLog();
+    capture.reset();
     asked.clear();
     opengl.vsync(false);
     EXPECT_TRUE(asked.empty()) << "swap control is never switched off";
-    EXPECT_EQ(log(), "");
+    EXPECT_EQ(capture.text(), "");
 }
 
 TEST_F(Context, SmoothingOffDrawsHalfTransparentQuadsOpaque)
 {
     glDisable(GL_DEPTH_TEST);
     glDisable(GL_TEXTURE_2D);
-    opengl.antialiasing(false);
-    EXPECT_FALSE(opengl.antialias);
-    for (GLenum state : {GL_BLEND, GL_LINE_SMOOTH, GL_POINT_SMOOTH, GL_POLYGON_SMOOTH}) EXPECT_FALSE(glIsEnabled(state));
-    clearTo(0, 0, 0);
-    glColor4f(1, 0, 0, 0.5f);
-    fullWindowQuad();
-    EXPECT_EQ(text(pixelAt(400, 300)), "255,0,0");
-
-    opengl.antialiasing(true);
-    EXPECT_TRUE(opengl.antialias);
-    for (GLenum state : {GL_BLEND, GL_LINE_SMOOTH, GL_POINT_SMOOTH, GL_POLYGON_SMOOTH}) EXPECT_TRUE(glIsEnabled(state));
-    clearTo(0, 0, 0);
-    glColor4f(1, 0, 0, 0.5f);
-    fullWindowQuad();
-    EXPECT_NEAR(pixelAt(400, 300).r, 128, 2) << "blended over black";
-
-    EXPECT_EQ(texts(), (std::vector<std::string>{"OpenGL: turning off antialiasing...", "OpenGL: turning on antialiasing..."}));
+    for (bool on : {false, true}) {
+        opengl.antialiasing(on);
+        EXPECT_EQ(opengl.antialias, on);
+        for (GLenum state : {GL_BLEND, GL_LINE_SMOOTH, GL_POINT_SMOOTH, GL_POLYGON_SMOOTH})
+            EXPECT_EQ(glIsEnabled(state) == GL_TRUE, on) << state;
+        clearTo(0, 0, 0);
+        glColor4f(1, 0, 0, 0.5f);
+        fullWindowQuad();
+        EXPECT_NEAR(pixelAt(400, 300).r, on ? 128 : 255, 2) << (on ? "blended over black" : "opaque");
+    }
+    EXPECT_EQ(capture.lines(),
+              (std::vector<std::string>{"OpenGL: turning off antialiasing...", "OpenGL: turning on antialiasing..."}));
 }
 
 TEST_F(Context, ResizeResetsTheProjectionAndTheViewport)
@@ -237,7 +212,7 @@ TEST_F(Context, ResizeResetsTheProjectionAndTheViewport)
     GLint viewport[4];
     glGetIntegerv(GL_VIEWPORT, viewport);
     EXPECT_EQ(std::vector<GLint>(viewport, viewport + 4), (std::vector<GLint>{0, 0, 640, 480}));
-    EXPECT_THAT(log(), HasSubstr("OpenGL: resize: 640x480\n"));
+    EXPECT_THAT(capture.text(), HasSubstr("OpenGL: resize: 640x480\n"));
 }
 
 // Paints the top half of a width x height frame red and the bottom half blue, then shoots.
@@ -258,7 +233,8 @@ program::Bitmap shoot(const fixture::Directory& scratch, int position, int width
 
 TEST_F(Context, ScreenshotIsNamedByTheMusicPositionTopRowFirstAtTheConfiguredSize)
 {
-    ASSERT_EQ(chdir(scratch.path().c_str()), 0);
+    fixture::Directory scratch;
+    fixture::WorkingDirectory inScratch(scratch.path());
     music.start();
     music.setPause(true);
 
@@ -272,7 +248,7 @@ TEST_F(Context, ScreenshotIsNamedByTheMusicPositionTopRowFirstAtTheConfiguredSiz
         for (int y = 0; y < height; y++)
             for (int x = 0; x < width; x++) wrong += text(shot.at(x, y)) != (y < height / 2 ? "255,0,0" : "0,0,255");
         EXPECT_EQ(wrong, 0) << "top " << text(shot.at(0, 0)) << ", bottom " << text(shot.at(0, height - 1));
-        EXPECT_THAT(log(), HasSubstr("OpenGL: Saving screenshot: " + std::to_string(position) + ".bmp\n"));
+        EXPECT_THAT(capture.text(), HasSubstr("OpenGL: Saving screenshot: " + std::to_string(position) + ".bmp\n"));
     }
     GLint alignment = 0;
     glGetIntegerv(GL_PACK_ALIGNMENT, &alignment);
@@ -314,19 +290,19 @@ TEST_F(Context, FullscreenToggleFlipsTheFlagWhetherOrNotTheDriverObliges)
 
     // Each attempt is one line, followed by an error line where the driver refuses.
     std::vector<std::string> lines;
-    for (const std::string& line : texts())
+    for (const std::string& line : capture.lines())
         lines.push_back(line.rfind("Window: SDL Error: ", 0) == 0 ? "Window: SDL Error: " : line);
     std::vector<std::string> toggles;
     for (const std::string& line : lines)
         if (line != "Window: SDL Error: ") toggles.push_back(line);
     EXPECT_EQ(toggles, (std::vector<std::string>{"Window: Toogling fullscreen...", "Window: Toogling windowed..."}));
     EXPECT_LE(lines.size(), 4u);
-    if (lines.size() > 2) std::cout << "[ note ] the driver refused: " << log();
+    if (lines.size() > 2) std::cout << "[ note ] the driver refused: " << capture.text();
 
-    clearLog();
+    capture.reset();
     window.toggleCursor(true);
     window.toggleCursor(false);
-    EXPECT_EQ(texts(), (std::vector<std::string>{"Window: Showing cursor", "Window: Hiding cursor"}));
+    EXPECT_EQ(capture.lines(), (std::vector<std::string>{"Window: Showing cursor", "Window: Hiding cursor"}));
 }
 
 // Draws the whole window with a texture, optionally through the fixture's shader, and reads
@@ -370,7 +346,7 @@ TEST_F(Context, ResizeKeepsEveryTextureAndShaderWorking)
         // The corner of the new size is drawn too: the frame buffer grew or shrank with the window.
         EXPECT_EQ(text(pixelAt(width - 1, height - 1)), "255,0,0");
     }
-    EXPECT_THAT(log(), HasSubstr("Window: Resize: 640x480\n"));
+    EXPECT_THAT(capture.text(), HasSubstr("Window: Resize: 640x480\n"));
 }
 
 }  // namespace
