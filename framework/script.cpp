@@ -91,10 +91,13 @@ static const char* argumentText(lua_State* state, int index, const char* what)
 
 int addSceneToTimeline(lua_State* state)
 {
-    std::string name = argumentText(state, 1, "name");
+    // All three are read before any C++ object exists: a script error leaves through longjmp,
+    // which would skip the destructor of a name already copied (and leak its text).
+    const char* name = argumentText(state, 1, "name");
+    const char* start = argumentText(state, 2, "start");
+    const char* end = argumentText(state, 3, "end");
     // Through the text form on purpose: 15.9 gives 15, "0x10" gives 0, 1e+15 gives 1.
-    int start = static_cast<int>(strtol(argumentText(state, 2, "start"), nullptr, 10));
-    int end = static_cast<int>(strtol(argumentText(state, 3, "end"), nullptr, 10));
-    demo.addSceneToTimeline(name, start, end);
+    demo.addSceneToTimeline(name, static_cast<int>(strtol(start, nullptr, 10)),
+                            static_cast<int>(strtol(end, nullptr, 10)));
     return 1;
 }
