@@ -13,3 +13,6 @@ done
 
 # Whole-program figures on the real data: scene frame rates, start-up time, screenshots
 bash "$here/../bench/scenes.sh" "$build"
+
+# The fuzz targets, a minute each, in their own clang build (scripts/fuzz.sh; not in `make test`)
+bash "$here/fuzz.sh" 60

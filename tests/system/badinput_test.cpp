@@ -138,7 +138,6 @@ TEST(BadSettings, VideoModeThatCannotBeSetEndsWithStatusOne)
     };
     const Row rows[] = {
         {{{"WIDTH", "-5"}, {"HEIGHT", "-5"}}, "Couldn't set video mode: Invalid width or height\n"},
-        {{{"WIDTH", "100000"}, {"HEIGHT", "100000"}}, "Couldn't set video mode: Window is too large.\n"},
         {{{"BPP", "7"}}, "Couldn't set video mode: Unsupported bits-per-pixel\n"},
     };
     for (const Row& row : rows) {
