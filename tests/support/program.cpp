@@ -201,11 +201,14 @@ static uint32_t little(const std::string& bytes, size_t at)
            static_cast<uint8_t>(bytes[at + 2]) << 16 | static_cast<uint32_t>(static_cast<uint8_t>(bytes[at + 3])) << 24;
 }
 
-// True once the BMP at `path` holds as many bytes as its header declares.
+// True once the BMP at `path` holds as many bytes as its header declares. The writer leaves
+// that size at 0 until the pixels are out, and fills it in last.
 static bool completeBmp(const std::string& path)
 {
     std::string bytes = fixture::readFile(path);
-    return bytes.size() >= 6 && bytes[0] == 'B' && bytes[1] == 'M' && bytes.size() >= little(bytes, 2);
+    if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') return false;
+    uint32_t declared = little(bytes, 2);
+    return declared >= 54 && bytes.size() >= declared;
 }
 
 std::string Program::screenshot(double seconds)
