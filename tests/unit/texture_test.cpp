@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
+#include <tuple>
 
 #include "framework/config.h"
 #include "framework/imagepng.h"
@@ -18,6 +20,7 @@
 #include "framework/window.h"
 #include "tests/support/fixture.h"
 #include "tests/support/inprocess.h"
+#include "tests/unit/toolkit.h"
 
 namespace {
 
@@ -25,6 +28,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::Eq;
 using testing::ExitedWithCode;
+using toolkit::integer;
 
 // What GL holds in a texture, RGBA, bottom row first.
 std::vector<uint8_t> pixelsOf(unsigned int id, int width, int height)
@@ -41,13 +45,6 @@ std::vector<uint8_t> solid(fixture::Rgba colour)
     std::vector<uint8_t> pixels;
     for (int i = 0; i < 16 * 16; i++) pixels.insert(pixels.end(), {colour.r, colour.g, colour.b, colour.a});
     return pixels;
-}
-
-int integer(GLenum what)
-{
-    GLint value = 0;
-    glGetIntegerv(what, &value);
-    return value;
 }
 
 int count(const std::vector<std::string>& lines, const std::string& prefix)
@@ -274,35 +271,28 @@ TEST_F(TexturemanagerReload, PictureInASubDirectoryIsReadFromTheTopLevel)
                 Eq("Image: Error! data/textures/b.png does not exist!\n"));
 }
 
-TEST(TexturemanagerDeathTest, UnitOutsideZeroToEightEndsTheProgram)
+TEST(TexturemanagerDeathTest, BadUnitOrUnknownNameEndsTheProgramNamingIt)
 {
-    EXPECT_EXIT(texturemanager.bindTexture("credits.png", GL_TEXTURE0 + 9), ExitedWithCode(1),
-                Eq("Texture manager: Error! Trying to bind texture credits.png to an invalid texture unit << 9!\n"));
-    EXPECT_EXIT(texturemanager.bindTexture("credits.png", GL_TEXTURE0 - 1), ExitedWithCode(1),
-                Eq("Texture manager: Error! Trying to bind texture credits.png to an invalid texture unit << -1!\n"));
-    // The unit is checked before the name.
-    EXPECT_EXIT(texturemanager.bindTexture("absent.png", 0), ExitedWithCode(1),
-                Eq("Texture manager: Error! Trying to bind texture absent.png to an invalid texture unit << -33984!\n"));
-}
-
-TEST(TexturemanagerDeathTest, UnknownNameEndsTheProgramNamingIt)
-{
-    EXPECT_EXIT(texturemanager.bindTexture("absent.png", GL_TEXTURE0), ExitedWithCode(1),
-                Eq("Texture manager: Trying to bind texture absent.png that does not exist!\n"));
-    EXPECT_EXIT(texturemanager.bindTexture("absent.png"), ExitedWithCode(1),
-                Eq("Texture manager: Trying to bind texture absent.png that does not exist!\n"));
-    EXPECT_EXIT(texturemanager.getID("credits"), ExitedWithCode(1),
-                Eq("trying to get an texture ID credits that does not exist!\n"));
-}
-
-TEST(TexturemanagerDeathTest, NothingCanBeBoundAfterClearingImages)
-{
-    EXPECT_EXIT(
-        {
-            texturemanager.clearImages();
-            texturemanager.bindTexture("credits.png", GL_TEXTURE0);
-        },
-        ExitedWithCode(1), Eq("Texture manager: Trying to bind texture credits.png that does not exist!\n"));
+    const std::string badUnit = "Texture manager: Error! Trying to bind texture ";
+    const std::string unknown = "Texture manager: Trying to bind texture absent.png that does not exist!\n";
+    const std::pair<std::function<void()>, std::string> cases[] = {
+        {[] { texturemanager.bindTexture("credits.png", GL_TEXTURE0 + 9); },
+         badUnit + "credits.png to an invalid texture unit << 9!\n"},
+        {[] { texturemanager.bindTexture("credits.png", GL_TEXTURE0 - 1); },
+         badUnit + "credits.png to an invalid texture unit << -1!\n"},
+        // The unit is checked before the name.
+        {[] { texturemanager.bindTexture("absent.png", 0); },
+         badUnit + "absent.png to an invalid texture unit << -33984!\n"},
+        {[] { texturemanager.bindTexture("absent.png", GL_TEXTURE0); }, unknown},
+        {[] { texturemanager.bindTexture("absent.png"); }, unknown},
+        {[] { texturemanager.getID("credits"); }, "trying to get an texture ID credits that does not exist!\n"},
+        {[] {
+             texturemanager.clearImages();
+             texturemanager.bindTexture("credits.png", GL_TEXTURE0);
+         },
+         "Texture manager: Trying to bind texture credits.png that does not exist!\n"},
+    };
+    for (const auto& [call, message] : cases) EXPECT_EXIT(call(), ExitedWithCode(1), Eq(message));
 }
 
 // The bar as it is on screen: colour at window pixel (x, y), y counted from the bottom, as
@@ -370,22 +360,14 @@ TEST_F(LoadingScreen, QuarterDoneShowsABarFromMagentaToWhiteInsideItsFrame)
     EXPECT_EQ(integer(GL_MODELVIEW_STACK_DEPTH), modelview);
     EXPECT_EQ(integer(GL_PROJECTION_STACK_DEPTH), projection);
 
-    // The bar runs from x = 100 to 250, magenta at its left end, white at its moving end.
-    EXPECT_THAT(at(101, 300), Colour(255, 0, 255));
-    EXPECT_THAT(at(175, 300), Colour(255, 128, 255));
-    EXPECT_THAT(at(248, 300), Colour(255, 250, 255));
-    EXPECT_THAT(at(253, 300), Colour(0, 0, 0));
-    EXPECT_THAT(at(600, 300), Colour(0, 0, 0));
-    // The white frame, two pixels wide, five units around the bar's full length.
-    EXPECT_THAT(at(400, 285), Colour(255, 255, 255));
-    EXPECT_THAT(at(400, 315), Colour(255, 255, 255));
-    EXPECT_THAT(at(95, 300), Colour(255, 255, 255));
-    EXPECT_THAT(at(705, 300), Colour(255, 255, 255));
-    EXPECT_THAT(at(97, 300), Colour(0, 0, 0));
-    EXPECT_THAT(at(400, 288), Colour(0, 0, 0));
-    // Cleared black everywhere else.
-    EXPECT_THAT(at(50, 50), Colour(0, 0, 0));
-    EXPECT_THAT(at(750, 550), Colour(0, 0, 0));
+    // The bar runs from x = 100 to 250, magenta at its left end, white at its moving end; a
+    // white frame two pixels wide, five units around the bar's full length; black elsewhere.
+    const std::tuple<int, int, int, int, int> expected[] = {
+        {101, 300, 255, 0, 255}, {175, 300, 255, 128, 255}, {248, 300, 255, 250, 255}, {253, 300, 0, 0, 0},
+        {600, 300, 0, 0, 0},     {400, 285, 255, 255, 255}, {400, 315, 255, 255, 255}, {95, 300, 255, 255, 255},
+        {705, 300, 255, 255, 255}, {97, 300, 0, 0, 0},      {400, 288, 0, 0, 0},       {50, 50, 0, 0, 0},
+        {750, 550, 0, 0, 0}};
+    for (auto [x, y, r, g, b] : expected) EXPECT_THAT(at(x, y), Colour(r, g, b)) << x << "," << y;
 }
 
 TEST_F(LoadingScreen, MoreStepsThanAnnouncedDrawPastTheFrame)
