@@ -89,24 +89,29 @@ protected:
     }
 };
 
-TEST_F(Slide, LeftInEntersFromOffScreenLeftOnTheMusicClock)
+TEST_F(Slide, EachDirectionStandsAtItsOffsetOnTheMusicClock)
 {
-    EXPECT_EQ(slideAt("left-in", 500), "..........") << "offset -1";
-    EXPECT_EQ(slideAt("left-in", 1000), "..........");
-    EXPECT_EQ(slideAt("left-in", 1500), "BBBBB.....") << "offset -0.5: the right half shows";
-    EXPECT_EQ(slideAt("left-in", 2000), "AAAAABBBBB") << "offset 0: at rest";
-    EXPECT_EQ(slideAt("left-in", 9000), "AAAAABBBBB");
-    EXPECT_EQ(slideAt("left-in", 1250), "BBB.......") << "the clock runs backwards too";
+    const struct {
+        const char* direction;
+        int ms;
+        const char* row;
+        const char* why;
+    } cases[] = {
+        {"left-in", 500, "..........", "offset -1"},
+        {"left-in", 1000, "..........", "offset -1"},
+        {"left-in", 1500, "BBBBB.....", "offset -0.5: the right half shows"},
+        {"left-in", 2000, "AAAAABBBBB", "offset 0: at rest"},
+        {"left-in", 9000, "AAAAABBBBB", "offset 0"},
+        {"left-in", 1250, "BBB.......", "the clock runs backwards too"},
+        {"left-out", 1250, "AAABBBBB..", "offset -0.25"},
+        {"right-in", 1250, "........AA", "offset 0.75"},
+        {"right-out", 1250, "...AAAAABB", "offset 0.25"},
+        {"right-out", 2000, "..........", "offset 1"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(slideAt(c.direction, c.ms), c.row) << c.direction << " at " << c.ms << ": " << c.why;
     EXPECT_TRUE(glIsEnabled(GL_BLEND)) << "a slide leaves blending on";
     expectStacksAsFound();
-}
-
-TEST_F(Slide, EachDirectionAQuarterOfTheWay)
-{
-    EXPECT_EQ(slideAt("left-out", 1250), "AAABBBBB..") << "offset -0.25";
-    EXPECT_EQ(slideAt("right-in", 1250), "........AA") << "offset 0.75";
-    EXPECT_EQ(slideAt("right-out", 1250), "...AAAAABB") << "offset 0.25";
-    EXPECT_EQ(slideAt("right-out", 2000), "..........") << "offset 1";
 }
 
 TEST_F(Slide, UnknownDirectionSaysSoAndDrawsAtTheLastOffset)

@@ -283,21 +283,17 @@ TEST(PngDeathTest, InterlacedPictureDecodesWithoutAWarning)
         testing::ExitedWithCode(0), testing::Eq(""));
 }
 
-TEST(PngDeathTest, MissingFileEndsTheProgramNamingIt)
-{
-    EXPECT_EXIT(ImagePNG().load("data/textures/absent.png"), testing::ExitedWithCode(1),
-                testing::Eq("Image: Error! data/textures/absent.png does not exist!\n"));
-}
-
-TEST(PngDeathTest, FileThatIsNotAPngEndsTheProgramNamingIt)
+TEST(PngDeathTest, MissingFileOrFileThatIsNotAPngEndsTheProgramNamingIt)
 {
     fixture::Directory scratch;
     scratch.write("notes.png", "These are my notes, not a picture.\n");
     scratch.write("tiny.png", "\x89PN");
-    EXPECT_EXIT(ImagePNG().load(scratch.file("notes.png")), testing::ExitedWithCode(1),
-                testing::Eq("Image: Error! " + scratch.file("notes.png") + " is not a png file!\n"));
-    EXPECT_EXIT(ImagePNG().load(scratch.file("tiny.png")), testing::ExitedWithCode(1),
-                testing::Eq("Image: Error! " + scratch.file("tiny.png") + " is not a png file!\n"));
+    const std::pair<std::string, std::string> cases[] = {
+        {"data/textures/absent.png", " does not exist!\n"},
+        {scratch.file("notes.png"), " is not a png file!\n"},
+        {scratch.file("tiny.png"), " is not a png file!\n"}};
+    for (const auto& [path, reason] : cases)
+        EXPECT_EXIT(ImagePNG().load(path), testing::ExitedWithCode(1), testing::Eq("Image: Error! " + path + reason));
 }
 
 }  // namespace
