@@ -273,14 +273,9 @@ TEST(Window, StartsWindowedResizableCentredWithTheCursorHiddenAndTheTitleSet)
     EXPECT_EQ(std::string(icon), Config::title);
     EXPECT_FALSE(Config::title.empty());
     EXPECT_STRNE(window.driverName, "");
-
-    window.toggleCursor(true);
-    EXPECT_EQ(SDL_ShowCursor(SDL_QUERY), 1);
-    window.toggleCursor(false);
-    EXPECT_EQ(SDL_ShowCursor(SDL_QUERY), 0);
 }
 
-TEST_F(Context, FullscreenToggleFlipsTheFlagWhetherOrNotTheDriverObliges)
+TEST_F(Context, FullscreenToggleFlipsTheFlagWhetherOrNotTheDriverObligesAndTheCursorShowsAndHides)
 {
     Config::fullscreen = false;
     window.toggleFullscreen();
@@ -301,7 +296,9 @@ TEST_F(Context, FullscreenToggleFlipsTheFlagWhetherOrNotTheDriverObliges)
 
     capture.reset();
     window.toggleCursor(true);
+    EXPECT_EQ(SDL_ShowCursor(SDL_QUERY), 1);
     window.toggleCursor(false);
+    EXPECT_EQ(SDL_ShowCursor(SDL_QUERY), 0);
     EXPECT_EQ(capture.lines(), (std::vector<std::string>{"Window: Showing cursor", "Window: Hiding cursor"}));
 }
 
