@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <regex>
+#include <tuple>
 
 #include "framework/cam.h"
 #include "framework/camera.h"
@@ -61,22 +62,14 @@ void loadTranslation(float x, float y, float z)
 TEST(Camera, WideRatiosLetterboxTheFullWidthCentredVerticallyAndZeroHeightCentresOnOneRow)
 {
     toolkit::LogCapture log;
-    const struct {
-        const char* ratio;
-        int width, height;
-        Viewport expected;
-    } cases[] = {
-        {"16:10", 1280, 1024, {0, 112, 1280, 800}},
-        {"16:9", 1280, 1024, {0, 152, 1280, 720}},
-        {"4:3", 1280, 1024, {0, 0, 1280, 1024}},
-        {"5:4", 1280, 1024, {0, 0, 1280, 1024}},
-        {"16:9", 800, 1280, {0, 415, 800, 450}},   // taller than wide is not special
-        {"16:9", 1366, 768, {0, 0, 1366, 768}},    // 1366 x 0.5625 = 768.375, truncated
-        {"16:10", 1280, 0, {0, -399, 1280, 800}},
-        {"4:3", 1280, 0, {0, 0, 1280, 0}},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(viewportFor(c.ratio, c.width, c.height), c.expected) << c.width << "x" << c.height << " " << c.ratio;
+    const std::tuple<const char*, int, int, Viewport> cases[] = {
+        {"16:10", 1280, 1024, {0, 112, 1280, 800}}, {"16:9", 1280, 1024, {0, 152, 1280, 720}},
+        {"4:3", 1280, 1024, {0, 0, 1280, 1024}},    {"5:4", 1280, 1024, {0, 0, 1280, 1024}},
+        {"16:9", 800, 1280, {0, 415, 800, 450}},    // taller than wide is not special
+        {"16:9", 1366, 768, {0, 0, 1366, 768}},     // 1366 x 0.5625 = 768.375, truncated
+        {"16:10", 1280, 0, {0, -399, 1280, 800}},   {"4:3", 1280, 0, {0, 0, 1280, 0}}};
+    for (const auto& [ratio, width, height, expected] : cases)
+        EXPECT_EQ(viewportFor(ratio, width, height), expected) << width << "x" << height << " " << ratio;
     EXPECT_EQ(log.lines().front(), "Camera: resetting viewport 1280x1024 (16:10)");
     EXPECT_EQ(log.lines().size(), 8u);
 }

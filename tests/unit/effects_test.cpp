@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
+#include <tuple>
 
 #include "framework/camera.h"
 #include "framework/effects.h"
@@ -91,25 +92,14 @@ protected:
 
 TEST_F(Slide, EachDirectionStandsAtItsOffsetOnTheMusicClock)
 {
-    const struct {
-        const char* direction;
-        int ms;
-        const char* row;
-        const char* why;
-    } cases[] = {
-        {"left-in", 500, "..........", "offset -1"},
-        {"left-in", 1000, "..........", "offset -1"},
-        {"left-in", 1500, "BBBBB.....", "offset -0.5: the right half shows"},
-        {"left-in", 2000, "AAAAABBBBB", "offset 0: at rest"},
-        {"left-in", 9000, "AAAAABBBBB", "offset 0"},
-        {"left-in", 1250, "BBB.......", "the clock runs backwards too"},
-        {"left-out", 1250, "AAABBBBB..", "offset -0.25"},
-        {"right-in", 1250, "........AA", "offset 0.75"},
-        {"right-out", 1250, "...AAAAABB", "offset 0.25"},
-        {"right-out", 2000, "..........", "offset 1"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(slideAt(c.direction, c.ms), c.row) << c.direction << " at " << c.ms << ": " << c.why;
+    // Offsets -1, -1, -0.5 (the right half shows), 0 (at rest), 0, and -0.75: the clock runs
+    // backwards too. Then a quarter of the way: -0.25, 0.75, 0.25; and 1 at the end.
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {"left-in", 500, ".........."},   {"left-in", 1000, ".........."},   {"left-in", 1500, "BBBBB....."},
+        {"left-in", 2000, "AAAAABBBBB"},  {"left-in", 9000, "AAAAABBBBB"},   {"left-in", 1250, "BBB......."},
+        {"left-out", 1250, "AAABBBBB.."}, {"right-in", 1250, "........AA"},  {"right-out", 1250, "...AAAAABB"},
+        {"right-out", 2000, ".........."}};
+    for (const auto& [direction, ms, row] : cases) EXPECT_EQ(slideAt(direction, ms), row) << direction << " at " << ms;
     EXPECT_TRUE(glIsEnabled(GL_BLEND)) << "a slide leaves blending on";
     expectStacksAsFound();
 }
