@@ -154,7 +154,8 @@ public:
     // The picture drawn at `ms`, the start of a one-millisecond entry
     Bitmap frameAt(int ms)
     {
-        for (int attempt = 0; attempt < 8; attempt++) {
+        // A loaded machine can miss the moment several times running; each retry is cheap.
+        for (int attempt = 0; attempt < 20; attempt++) {
             if (!seek(ms)) break;
             int resumed = count("Demo: Running!");
             int paused = count("Demo: Paused!");
