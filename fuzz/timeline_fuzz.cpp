@@ -17,18 +17,11 @@ extern "C" {
 }
 
 #include "framework/demo.h"
-#include "framework/scene.h"
 #include "framework/script.h"
 #include "framework/timeline.h"
+#include "tests/support/idlescene.h"
 
 namespace {
-
-class Idle : public Scene {
-public:
-    void init() override {}
-    void release() override {}
-    void draw() override {}
-};
 
 // A long name too: its text does not fit in a std::string's own buffer, so a Lua error thrown
 // past a live copy of it shows up as a leak.
@@ -91,7 +84,7 @@ void clearSchedule()
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
-    for (const char* name : names) demo.addScene(name, new Idle());
+    for (const char* name : names) demo.addScene(name, new IdleScene());
     return 0;
 }
 

@@ -8,27 +8,16 @@ extern "C" {
 }
 
 #include "framework/demo.h"
-#include "framework/scene.h"
 #include "framework/script.h"
 #include "framework/timeline.h"
-
-namespace {
-
-class Idle : public Scene {
-public:
-    void init() override {}
-    void release() override {}
-    void draw() override {}
-};
-
-}  // namespace
+#include "tests/support/idlescene.h"
 
 // fuzz/corpus/timeline/long-name-then-missing-end: the name was copied before the end was
 // found missing, and the script error jumped past the copy's destructor.
 TEST(TimelineScript, ArgumentErrorAfterALongNameLeavesNothingBehind)
 {
     const char* name = "a scene whose name is longer than any short string";
-    demo.addScene(name, new Idle());
+    demo.addScene(name, new IdleScene());
     lua_State* state = script.state;
     size_t before = timeLine.entries.size();
 
