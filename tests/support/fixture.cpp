@@ -137,20 +137,22 @@ std::string configText(const std::map<std::string, std::string>& settings)
     return text;
 }
 
-// Distinct solid colours, so a pixel tells which picture was drawn where.
+// Distinct solid colours, so a pixel tells which picture was drawn where. Most pictures cover
+// the screen in one colour; intro_fluer.png is half transparent, so the intro's layers show how
+// they blend; the credits are white above navy, so their scroll shows; the guillotine's blade
+// fills the top right quarter and the head the bottom left, so each one's drop shows.
 static const std::vector<std::pair<std::string, Rgba>>& baseTextures()
 {
     static const std::vector<std::pair<std::string, Rgba>> textures = {
         {"logo_vek.png", {255, 0, 0, 255}},       {"logo_ka.png", {0, 255, 0, 255}},
-        {"title_brun.png", {0, 0, 255, 255}},     {"intro_bg.png", {40, 40, 40, 255}},
-        {"intro_fluer.png", {0, 0, 0, 0}},        {"intro_hale.png", {0, 0, 0, 0}},
+        {"title_brun.png", {0, 0, 255, 255}},     {"intro_bg.png", {200, 100, 0, 255}},
+        {"intro_fluer.png", {0, 0, 255, 128}},    {"intro_hale.png", {0, 0, 0, 0}},
         {"intro_mann.png", {0, 0, 0, 0}},         {"intro_arm1.png", {255, 255, 0, 255}},
         {"intro_arm2.png", {0, 255, 255, 255}},   {"intro_hest.png", {0, 0, 0, 0}},
         {"bg.png", {60, 30, 0, 255}},             {"scroll1.png", {0, 0, 0, 0}},
         {"scroll2.png", {0, 0, 0, 0}},            {"scroll3.png", {0, 0, 0, 0}},
         {"ri_hest_ri0.png", {255, 0, 255, 255}},  {"ri_hest_ri1.png", {128, 0, 255, 255}},
-        {"guillotine.png", {100, 100, 100, 255}}, {"guillotine_blad.png", {200, 200, 255, 255}},
-        {"guillotine_head.png", {255, 200, 150, 255}}, {"credits.png", {255, 255, 255, 255}},
+        {"guillotine.png", {100, 100, 100, 255}},
         {"font1.png", {0, 128, 0, 255}},          {"greets.png", {128, 128, 0, 255}},
         {"bakgrunn2.png", {128, 64, 64, 255}},
     };
@@ -177,9 +179,16 @@ void writeBase(const std::string& root)
     fs::create_directories(data + "audio");
     fs::create_directories(data + "shaders");
     for (const auto& [name, colour] : baseTextures()) writeSolidPng(data + "textures/" + name, 16, 16, colour);
+    // Tall enough that the linear filter blurs their edges by less than a pixel on screen
+    writeRgbaPng(data + "textures/guillotine_blad.png", 64, 1024,
+                 [](int x, int y) { return x >= 32 && y < 512 ? Rgba{200, 200, 255, 255} : Rgba{0, 0, 0, 0}; });
+    writeRgbaPng(data + "textures/guillotine_head.png", 64, 1024,
+                 [](int x, int y) { return x < 32 && y >= 512 ? Rgba{255, 200, 150, 255} : Rgba{0, 0, 0, 0}; });
+    writeRgbaPng(data + "textures/credits.png", 64, 2048,
+                 [](int, int y) { return y < 1024 ? Rgba{255, 255, 255, 255} : Rgba{0, 0, 128, 255}; });
     writeFile(data + "shaders/plain.vert", vertexShader);
     writeFile(data + "shaders/plain.frag", fragmentShader);
-    writeTrack(data + "audio/short.wav", 3.0, 22050, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    writeTrack(data + "audio/short.wav", 1.0, 22050, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     writeTrack(data + "audio/long.wav", 150.0, 22050, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     writeFile(data + "config.lua", configText(defaultConfig()));
     writeFile(data + "demo.lua", baseSchedule);

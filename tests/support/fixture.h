@@ -67,8 +67,8 @@ private:
 // Where the build put the base fixture (a directory with data/ in it)
 std::string baseFixture();
 
-// Writes the base fixture's data/ under `root`: solid-colour textures for every picture the
-// scenes bind, one shader pair, a 3 s and a 150 s track, config and schedule
+// Writes the base fixture's data/ under `root`: a texture for every picture the scenes bind,
+// one shader pair, a 1 s and a 150 s track, the settings above and every scene scheduled
 void writeBase(const std::string& root);
 
 }  // namespace fixture

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <thread>
@@ -19,9 +21,7 @@ namespace program {
 
 using Clock = std::chrono::steady_clock;
 
-// Polls `ready` every 20 ms until it holds or `seconds` have passed.
-template <typename Predicate>
-static bool poll(double seconds, Predicate ready)
+bool waitFor(double seconds, const std::function<bool()>& ready)
 {
     Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(static_cast<int>(seconds * 1000));
     while (true) {
@@ -48,7 +48,7 @@ Display::Display()
     close(channel[1]);
     char number[32] = {0};
     ssize_t got = 0;
-    poll(10, [&] {
+    waitFor(10, [&] {
         ssize_t n = read(channel[0], number + got, sizeof(number) - 1 - got);
         if (n > 0) got += n;
         return got > 0 && number[got - 1] == '\n';
@@ -111,9 +111,9 @@ bool Program::running()
 
 Result Program::wait(double seconds)
 {
-    if (!poll(seconds, [this] { return !running(); })) {
+    if (!waitFor(seconds, [this] { return !running(); })) {
         kill(pid, SIGKILL);
-        poll(5, [this] { return !running(); });
+        waitFor(5, [this] { return !running(); });
     }
     result.out = out();
     result.err = err();
@@ -128,24 +128,14 @@ std::string Program::err() const { return directory.read("stderr.txt"); }
 
 bool Program::waitForLog(const std::string& text, double seconds) const
 {
-    return poll(seconds, [&] { return log().find(text) != std::string::npos; });
+    return waitFor(seconds, [&] { return log().find(text) != std::string::npos; });
 }
-
-bool Program::waitForOut(const std::string& text, double seconds) const
-{
-    return poll(seconds, [&] { return out().find(text) != std::string::npos; });
-}
-
-bool Program::waitForFile(const std::string& relative, double seconds) const
-{
-    return poll(seconds, [&] { return directory.exists(relative); });
-}
-
-bool Program::waitUntilRunning(double seconds) const { return waitForLog("Demo: Starting now!", seconds); }
 
 std::string Program::xdotool(const std::string& arguments)
 {
-    std::string command = "DISPLAY=" + server.name() + " timeout 10 xdotool " + arguments + " 2>/dev/null";
+    std::string expanded = arguments;
+    for (size_t at; (at = expanded.find("%w")) != std::string::npos;) expanded.replace(at, 2, window());
+    std::string command = "DISPLAY=" + server.name() + " timeout 10 xdotool " + expanded + " 2>/dev/null";
     std::string output;
     if (FILE* pipe = popen(command.c_str(), "r")) {
         char buffer[256];
@@ -168,22 +158,11 @@ std::string Program::window()
 
 std::string Program::title() { return xdotool("getwindowname " + window()); }
 
+// Keys go to the focused window (XTEST): SDL ignores events sent to a window directly.
 void Program::key(const std::string& keys)
 {
     window();
     xdotool("key " + keys);
-}
-
-void Program::keyDown(const std::string& key)
-{
-    window();
-    xdotool("keydown " + key);
-}
-
-void Program::keyUp(const std::string& key)
-{
-    window();
-    xdotool("keyup " + key);
 }
 
 // The .bmp files in the program's directory.
@@ -217,7 +196,7 @@ std::string Program::screenshot(double seconds)
     key("s");
     std::string made;
     // The writer may stall half-way under load: a file counts once it is as long as it says.
-    poll(seconds, [&] {
+    waitFor(seconds, [&] {
         for (const std::string& file : screenshots(directory.path()))
             if (std::find(before.begin(), before.end(), file) == before.end() && completeBmp(file)) made = file;
         return !made.empty();
@@ -232,17 +211,23 @@ Result run(const fixture::Directory& directory, std::vector<std::string> argumen
     return program.wait(seconds);
 }
 
-int countLines(const std::string& text, const std::string& needle)
+std::vector<std::string> lines(const std::string& text)
 {
-    int count = 0;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos) end = text.size();
-        if (text.substr(start, end - start).find(needle) != std::string::npos) count++;
-        start = end + 1;
+    std::vector<std::string> result;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) result.push_back(line);
+    return result;
+}
+
+std::vector<std::string> logLines(const std::string& log)
+{
+    static const std::regex dated(R"(^\d{4}-\d{2}-\d{2}: \d{2}:\d{2}:\d{2} - )");
+    std::vector<std::string> result;
+    for (const std::string& line : lines(log)) {
+        std::string text = std::regex_replace(line, dated, "");
+        if (text.rfind("Plot ", 0) != 0) result.push_back(text);
     }
-    return count;
+    return result;
 }
 
 Bitmap readBmp(const std::string& path)

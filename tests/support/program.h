@@ -4,12 +4,16 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "tests/support/fixture.h"
 
 namespace program {
+
+// Polls `ready` every 20 ms until it holds or `seconds` have passed; the one wait of the suite
+bool waitFor(double seconds, const std::function<bool()>& ready);
 
 // A private X server (Xvfb, Mesa's llvmpipe renders there), stopped with the object.
 class Display {
@@ -44,25 +48,17 @@ public:
     std::string log() const;
     std::string out() const;
     std::string err() const;
-    // Bounded waits on what the program writes
     bool waitForLog(const std::string& text, double seconds = 15) const;
-    bool waitForOut(const std::string& text, double seconds = 15) const;
-    bool waitForFile(const std::string& relative, double seconds = 15) const;
-    // Waits until the demo runs its frames ("Demo: Starting now!" in the log, debug mode)
-    bool waitUntilRunning(double seconds = 20) const;
 
     // The demo's window, found by process id and given the keyboard focus
     std::string window();
     std::string title();
     void key(const std::string& keys);  // xdotool key names: "space", "shift+Left", "Escape"
-    void keyDown(const std::string& key);
-    void keyUp(const std::string& key);
-    // Runs xdotool with these arguments on the program's display; returns its output
+    // Runs xdotool with these arguments on the program's display, "%w" standing for the
+    // program's window; returns its output
     std::string xdotool(const std::string& arguments);
     // Presses s and returns the path of the screenshot it wrote, or "" after the wait
     std::string screenshot(double seconds = 10);
-
-    const Display& display() const { return server; }
 
 private:
     const fixture::Directory& directory;
@@ -77,8 +73,10 @@ private:
 // Starts the program and waits for its end
 Result run(const fixture::Directory& directory, std::vector<std::string> arguments = {}, double seconds = 30);
 
-// Counts the lines of `text` that contain `needle`
-int countLines(const std::string& text, const std::string& needle);
+// The lines of a log without their "YYYY-MM-DD: HH:MM:SS - " prefix. The frame-rate counter's
+// "Plot" lines are left out: when they come depends on the machine's speed.
+std::vector<std::string> logLines(const std::string& log);
+std::vector<std::string> lines(const std::string& text);
 
 // A 24-bit BMP in memory, pixel (0, 0) at the top left
 struct Bitmap {

@@ -1,0 +1,82 @@
+#!/usr/bin/env bash
+# Fault injection: applies each plausible fault below to framework/ or scenes/ of a built tree,
+# one at a time, rebuilds, runs the suite and records whether a test failed (caught) or not
+# (missed). The tree is restored after every fault.
+#   scripts/faults.sh TREE [BUILD_DIR] [FAULT_NUMBER...]
+# Writes TREE/faults-result.txt. The content tests are left out: they check the generated
+# pictures and track, which no fault here touches. FAULT_TARGETS (default: all) names the
+# targets to rebuild; the first failing test ends a run.
+set -u
+tree=$(cd "${1:?usage: faults.sh TREE [BUILD_DIR] [N...]}" && pwd)
+build=${2:-$tree/build}
+shift $(( $# >= 2 ? 2 : 1 ))
+only=" $* "
+
+# file | sed expression | what a user would notice
+faults=(
+"framework/demo.cpp|s/getLength() - 99/getLength() - 100/|the demo ends 100 ms before the music instead of 99"
+"framework/demo.cpp|s/getPosition() >= music.getLength()/getPosition() > music.getLength()/|the demo ends 98 ms before the music instead of 99"
+"framework/demo.cpp|s/entry->start <= t \&\& t < entry->end/entry->start <= t \&\& t <= entry->end/|a scene is still drawn at its end time"
+"framework/demo.cpp|s/Scene: Error: Allready at last scene!/Scene: Error: Already at last scene!/|changed message at the last scene"
+"framework/demo.cpp|/void Demo::nextScene/,/^}/s/music.setPosition(start);/music.setPosition(start + 1);/|next scene lands 1 ms after the entry's start"
+"framework/effects.cpp|s/GL_ONE, GL_ONE_MINUS_SRC_ALPHA}/GL_ONE, GL_ONE_MINUS_DST_ALPHA}/|wrong blend pair for ordinary alpha blending"
+"framework/effects.cpp|s/static int currBlend = 4;/static int currBlend = 3;/|wrong start-up blend mode"
+"framework/effects.cpp|s/flashAlpha -= 0.05;/flashAlpha -= 0.04;/|flash decays over 25 frames"
+"framework/effects.cpp|s/if (offset <= 0.0f) offset = 1.0f;/if (offset < 0.0f) offset = 1.0f;/|parallax wraps one step late to the left"
+"framework/effects.cpp|s/animationPosition > animationFrames.size()/animationPosition >= animationFrames.size()/|flip-book resets one frame early"
+"framework/effects.cpp|s/teller3 = -p;/teller3 = -p * 0.5f;/|left-out slide only goes half way"
+"framework/effects.cpp|/void Effects::parallaxScrolling/,/endBlended/s/glDisable(GL_BLEND);//|parallax leaves blending on"
+"framework/effects.cpp|s/fadeAlpha = 1.0f - p;/fadeAlpha = 1.0f - p * 0.9f;/|fade-in never clears fully"
+"framework/camera.cpp|s/width \* 0.5625/width * 0.5620/|16:9 letterbox one pixel short"
+"framework/camera.cpp|s/zoom(\"Zoom in: \", 0.75f)/zoom(\"Zoom in: \", 0.8f)/|zoom in by the wrong factor"
+"framework/input.cpp|s/seekStep = shift ? 10000 : 5000;/seekStep = shift ? 10000 : 4000;/|arrow keys seek 4 s instead of 5"
+"framework/input.cpp|s/pressed(\"Space\")/pressed(\"space\")/|changed key message for Space"
+"framework/texturemanager.cpp|/void Texturemanager::bindTexture(std::string name)$/,/^}/s/that does not exist!/that is missing!/|changed message for an unknown picture"
+"framework/timer.cpp|s/(music.getPosition() \/ 10) % 100/(music.getPosition() \/ 100) % 100/|printed hundredths wrong"
+"framework/arguments.cpp|/-c set config file/d|help text loses a line"
+"scenes/intro.cpp|s/within(38000, 44000)/within(38000, 43000)/|title card ends a second early"
+"scenes/intro.cpp|s/translate = 0.08f;/translate = 0.07f;/|arm shake resets to the wrong offset"
+"scenes/intro.cpp|s/within(32000, 33000)) shake/within(32000, 34000)) shake/|third shake runs a second long"
+"scenes/intro.cpp|/picture(\"intro_hest.png\");/{n;d}|intro leaves blending on"
+"scenes/guillotine.cpp|s/blad -= 0.002f;/blad -= 0.003f;/|blade falls too fast"
+"scenes/guillotine.cpp|s/onBeat(62800, 1200)/onBeat(62800, 1000)/|head span too short"
+"scenes/guillotine.cpp|/head -= 0.001f;/{n;d}|guillotine leaves blending on"
+"scenes/credits.cpp|s/4000.0f, 10000.0f/4000.0f, 11000.0f/|credits scroll too slowly"
+"scenes/credits.cpp|/texturemanager.unbind();/d|credits leave their picture bound"
+"scenes/riderideranke.cpp|s/getPosition() \/ 150/getPosition() \/ 160/|rider bobs on the wrong step"
+"scenes/riderideranke.cpp|s/textureAnimation(0.02f)/textureAnimation(0.025f)/|rider frames change too fast"
+"scenes/solardistrict.cpp|/glEnable(GL_LIGHT0);/d|district leaves light 0 off"
+"scenes/solardistrict.cpp|s/view = 3;/view = 0;/|district starts at the wrong camera preset"
+"scenes/solardistrict.cpp|s/gluLookAt(10, 20.2, 10,/gluLookAt(10, 2.2, 10,/|district high camera preset looks from the wrong height"
+"scenes/solardistrict.cpp|s/k % 1100 == 0/k % 1000 == 0/|district switches view at the wrong time"
+"scenes/solardistrict.cpp|s/glColorMaterial(GL_FRONT, GL_AMBIENT);/glColorMaterial(GL_FRONT, GL_DIFFUSE);/|district colour material on the wrong term"
+)
+
+result=$tree/faults-result.txt
+: > "$result"
+caught=0
+missed=0
+for i in "${!faults[@]}"; do
+    n=$((i + 1))
+    [ "$only" = "  " ] || [[ "$only" == *" $n "* ]] || continue
+    IFS='|' read -r file expression what <<< "${faults[$i]}"
+    cp "$tree/$file" "$tree/$file.orig"
+    sed -i "$expression" "$tree/$file"
+    if cmp -s "$tree/$file" "$tree/$file.orig"; then
+        verdict="NOT APPLIED"
+    elif ! cmake --build "$build" -j2 --target ${FAULT_TARGETS:-all} > "$build/fault-$n-build.log" 2>&1; then
+        verdict="NOT BUILT"
+    elif (cd "$build" && bash "$tree/scripts/with-display.sh" ctest -j2 -E '^(Generator|Pictures|Soundtrack)\.' --stop-on-failure \
+            > "fault-$n-ctest.log" 2>&1); then
+        verdict=missed
+        missed=$((missed + 1))
+    else
+        verdict=caught
+        caught=$((caught + 1))
+    fi
+    mv "$tree/$file.orig" "$tree/$file"
+    failed=$(sed -n 's/^ *[0-9]* - \([^ ]*\) (.*/\1/p' "$build/fault-$n-ctest.log" 2>/dev/null | tr '\n' ' ')
+    printf '%2d %-8s %s: %s%s\n' "$n" "$verdict" "$file" "$what" "${failed:+ [by $failed]}" | tee -a "$result"
+done
+cmake --build "$build" -j2 > /dev/null 2>&1
+echo "caught $caught, missed $missed" | tee -a "$result"

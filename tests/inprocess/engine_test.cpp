@@ -1,0 +1,164 @@
+// The engine's own arithmetic, in process where the outside view is clumsy: which schedule
+// entries a frame draws, the letterboxed viewport and the zoom volume, the time split for the
+// status line, the command line, and PNG decoding of every colour type.
+#include <gtest/gtest.h>
+
+#include <unistd.h>  // Required for: optind
+
+#include "framework/arguments.h"
+#include "framework/camera.h"
+#include "framework/config.h"
+#include "framework/demo.h"
+#include "framework/imagepng.h"
+#include "framework/timeline.h"
+#include "framework/timer.h"
+#include "tests/support/drawing.h"
+#include "tests/support/idlescene.h"
+
+using drawing::integer;
+
+namespace {
+
+class CountedScene : public IdleScene {
+public:
+    void draw() override { drawn++; }
+    int drawn = 0;
+};
+
+TEST(Director, DrawsEachEntryFromItsStartUntilJustBeforeItsEnd)
+{
+    CountedScene* early = new CountedScene();
+    CountedScene* late = new CountedScene();
+    demo.addScene("early", early);
+    demo.addScene("late", late);
+    demo.addSceneToTimeline("early", 1000, 2000);
+    demo.addSceneToTimeline("late", 2000, 3000);
+    demo.addSceneToTimeline("early", 2500, 2500);  // empty: never drawn
+    const std::tuple<int, int, int> frames[] = {{999, 0, 0},  {1000, 1, 0}, {1999, 1, 0},
+                                                {2000, 0, 1}, {2500, 0, 1}, {3000, 0, 0}};
+    for (const auto& [ms, earlyDrawn, lateDrawn] : frames) {
+        early->drawn = late->drawn = 0;
+        drawing::at(ms);
+        demo.draw();
+        EXPECT_EQ(early->drawn, earlyDrawn) << "at " << ms;
+        EXPECT_EQ(late->drawn, lateDrawn) << "at " << ms;
+    }
+    timeLine.entries.clear();
+}
+
+TEST(Viewport, LetterboxesTheWindowToTheConfiguredAspectRatio)
+{
+    std::string configured = Config::aspectratio;
+    const std::tuple<const char*, int, int, std::array<int, 4>> cases[] = {
+        {"16:9", 800, 600, {0, 75, 800, 450}},  {"16:10", 800, 600, {0, 50, 800, 500}},
+        {"4:3", 800, 600, {0, 0, 800, 600}},    {"16:9", 1280, 1024, {0, 152, 1280, 720}},
+        {"16:9", 333, 600, {0, 206, 333, 187}}, {"16:9", 1000, 300, {0, -131, 1000, 562}}};
+    for (const auto& [ratio, width, height, viewport] : cases) {
+        Config::aspectratio = ratio;
+        camera.resetViewport(width, height);
+        std::array<int, 4> set;
+        glGetIntegerv(GL_VIEWPORT, set.data());
+        EXPECT_EQ(set, viewport) << ratio << " in " << width << "x" << height;
+    }
+    Config::aspectratio = configured;
+    camera.resetViewport(800, 600);
+}
+
+TEST(Viewport, ZoomKeysScaleTheFlatViewingVolumeByThreeQuartersAndByFourThirds)
+{
+    // Where the volume's top right corner lands: the point that maps to (1, 1) on screen
+    auto corner = [] {
+        float m[16];
+        glGetFloatv(GL_PROJECTION_MATRIX, m);
+        return std::pair{(1 - m[12]) / m[0], (1 - m[13]) / m[5]};
+    };
+    float aspect = 800.0f / 600.0f;
+    camera.zoomIn();
+    EXPECT_NEAR(corner().first, aspect * 0.75f, 1e-4);
+    EXPECT_NEAR(corner().second, 0.75f, 1e-4);
+    camera.zoomOut();
+    EXPECT_NEAR(corner().second, 0.75f * 1.33f, 1e-4) << "the factors are not each other's inverse";
+    camera.resetViewport(800, 600);
+}
+
+TEST(Clock, StatusTimeTruncatesToMinutesSecondsAndHundredths)
+{
+    const std::tuple<int, double, double, double> times[] = {
+        {0, 0, 0, 0}, {1009, 0, 1, 0}, {59999, 0, 59, 99}, {61010, 1, 1, 1}, {149990, 2, 29, 99}};
+    for (const auto& [ms, minute, second, hundredth] : times) {
+        drawing::at(ms);
+        EXPECT_EQ(timer.getPositionMinute(), minute) << ms;
+        EXPECT_EQ(timer.getPositionSecond(), second) << ms;
+        EXPECT_EQ(timer.getPositionMS(), hundredth) << ms;
+    }
+}
+
+TEST(CommandLine, SizesAreTakenAsTheirLeadingDigitsAndSwitchesTurnOn)
+{
+    int width = Config::width, height = Config::height;
+    bool debug = Config::debug, fullscreen = Config::fullscreen;
+    const char* words[] = {"demo", "-x", "abc", "-y", "-3", "stray", "-d", "-f"};
+    optind = 1;
+    arguments.get(8, const_cast<char**>(words));
+    EXPECT_EQ(Config::width, 0);
+    EXPECT_EQ(Config::height, -3);
+    EXPECT_TRUE(Config::debug);
+    EXPECT_TRUE(Config::fullscreen);
+    Config::width = width, Config::height = height, Config::debug = debug, Config::fullscreen = fullscreen;
+}
+
+// --- PNG decoding ---------------------------------------------------------------------------
+
+struct Decoding {
+    const char* name;
+    fixture::PngSpec png;
+    int components;
+    std::vector<int> top, bottom;  // the samples of the top and bottom row of a 2 x 2 picture
+};
+
+fixture::PngSpec png(int type, int depth, std::vector<std::vector<uint8_t>> rows, std::vector<uint8_t> palette = {},
+                     std::vector<uint8_t> trns = {}, bool interlaced = false)
+{
+    return {2, 2, type, depth, interlaced, palette, trns, rows};
+}
+
+TEST(Png, EveryColourTypeAndDepthDecodesToEightBitSamplesBottomRowFirst)
+{
+    const std::vector<uint8_t> palette = {255, 0, 0, 0, 255, 0, 0, 0, 255, 9, 8, 7};
+    const Decoding cases[] = {
+        {"grey 1-bit", png(0, 1, {{0x80}, {0x40}}), 1, {255, 0}, {0, 255}},
+        {"grey 2-bit", png(0, 2, {{0x1b}, {0xe4}}), 1, {0, 85}, {255, 170}},
+        {"grey 4-bit", png(0, 4, {{0x0f}, {0x52}}), 1, {0, 255}, {85, 34}},
+        {"grey 8-bit interlaced", png(0, 8, {{1, 2}, {3, 4}}, {}, {}, true), 1, {1, 2}, {3, 4}},
+        {"grey 16-bit", png(0, 16, {{0x12, 0x34, 0xab, 0xcd}, {0, 1, 0xff, 0}}), 1, {0x12, 0xab}, {0, 0xff}},
+        {"grey with a colour key", png(0, 8, {{7, 8}, {7, 9}}, {}, {0, 7}), 2, {7, 0, 8, 255}, {7, 0, 9, 255}},
+        {"grey and alpha", png(4, 8, {{1, 2, 3, 4}, {5, 6, 7, 8}}), 2, {1, 2, 3, 4}, {5, 6, 7, 8}},
+        {"grey and alpha 16-bit", png(4, 16, {{1, 0, 2, 0, 3, 0, 4, 0}, {5, 0, 6, 0, 7, 0, 8, 0}}), 2, {1, 2, 3, 4},
+         {5, 6, 7, 8}},
+        {"RGB", png(2, 8, {{1, 2, 3, 4, 5, 6}, {7, 8, 9, 10, 11, 12}}), 3, {1, 2, 3, 4, 5, 6}, {7, 8, 9, 10, 11, 12}},
+        {"RGB with a colour key", png(2, 8, {{1, 2, 3, 4, 5, 6}, {1, 2, 3, 1, 2, 4}}, {}, {0, 1, 0, 2, 0, 3}), 4,
+         {1, 2, 3, 0, 4, 5, 6, 255}, {1, 2, 3, 0, 1, 2, 4, 255}},
+        {"palette 2-bit", png(3, 2, {{0x1b}, {0xe4}}, palette), 3, {255, 0, 0, 0, 255, 0}, {9, 8, 7, 0, 0, 255}},
+        {"palette 8-bit with alpha", png(3, 8, {{0, 1}, {2, 3}}, palette, {10, 20}), 4, {255, 0, 0, 10, 0, 255, 0, 20},
+         {0, 0, 255, 255, 9, 8, 7, 255}},
+        {"RGBA 16-bit", png(6, 16, {{1, 9, 2, 9, 3, 9, 4, 9, 5, 9, 6, 9, 7, 9, 8, 9}, {0, 0, 0, 0, 0, 0, 0, 0, 255, 0, 255, 0, 255, 0, 255, 0}}),
+         4, {1, 2, 3, 4, 5, 6, 7, 8}, {0, 0, 0, 0, 255, 255, 255, 255}},
+    };
+    fixture::Directory scratch;
+    for (const Decoding& c : cases) {
+        fixture::writePng(scratch.file("p.png"), c.png);
+        Image* image = ImagePNG().load(scratch.file("p.png"));
+        ASSERT_NE(image, nullptr) << c.name;
+        EXPECT_EQ(image->components, c.components) << c.name;
+        auto row = [&](int fromBottom) {
+            const unsigned char* at = image->data + fromBottom * image->width * 4;
+            return std::vector<int>(at, at + 2 * image->components);
+        };
+        EXPECT_EQ(row(1), c.top) << c.name;
+        EXPECT_EQ(row(0), c.bottom) << c.name;
+        image->releaseData();
+        delete image;
+    }
+}
+
+}  // namespace

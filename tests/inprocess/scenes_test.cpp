@@ -1,0 +1,342 @@
+// The six scenes as the program draws them, each frame at an exact music millisecond: what the
+// screen shows at the edges of every span, and the GL state each scene leaves for the next.
+// The fixture's pictures are flat colours (tests/support/fixture.cpp), so a pixel names the
+// picture drawn there. Runs in one process in declaration order: the scenes keep state.
+#include <gtest/gtest.h>
+
+#include <GL/glu.h>
+
+#include <cmath>
+#include <ctime>
+
+#include "framework/demo.h"
+#include "framework/music.h"
+#include "framework/scene.h"
+#include "scenes/credits.h"
+#include "scenes/greets.h"
+#include "scenes/guillotine.h"
+#include "scenes/intro.h"
+#include "scenes/riderideranke.h"
+#include "scenes/solardistrict.h"
+#include "tests/support/drawing.h"
+
+using drawing::integer;
+using drawing::Pixel;
+using drawing::pixel;
+
+// The district sways with the processor clock; here that clock stands still, so its picture
+// is the same on every run.
+extern "C" clock_t clock() noexcept { return 0; }
+
+namespace {
+
+const Pixel layered{100, 50, 128};  // intro_bg under the half-transparent intro_fluer
+const Pixel arm1{255, 255, 0}, arm2{0, 255, 255}, white{255, 255, 255}, navy{0, 0, 128};
+const Pixel riderBackdrop{60, 30, 0}, blade{200, 200, 255}, head{255, 200, 150};
+
+bool near(Pixel a, Pixel b) { return std::abs(a[0] - b[0]) <= 3 && std::abs(a[1] - b[1]) <= 3 && std::abs(a[2] - b[2]) <= 3; }
+
+// The pixels of one column of the viewport, bottom first
+std::vector<Pixel> column(float x)
+{
+    GLint viewport[4];
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    std::vector<unsigned char> rgba(viewport[3] * 4);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(viewport[0] + static_cast<int>(x * viewport[2]), viewport[1], 1, viewport[3], GL_RGBA,
+                 GL_UNSIGNED_BYTE, rgba.data());
+    std::vector<Pixel> pixels;
+    for (size_t i = 0; i < rgba.size(); i += 4) pixels.push_back({rgba[i], rgba[i + 1], rgba[i + 2]});
+    return pixels;
+}
+
+// The top and the bottom edge (unit-square y) of the part of column x that shows `colour`
+std::pair<float, float> extent(float x, Pixel colour)
+{
+    std::vector<Pixel> pixels = column(x);
+    int low = -1, high = -1;
+    for (int row = 0; row < static_cast<int>(pixels.size()); row++)
+        if (near(pixels[row], colour)) {
+            if (low < 0) low = row;
+            high = row + 1;
+        }
+    float h = static_cast<float>(pixels.size());
+    return {high / h, low / h};
+}
+
+// Ten samples across the middle row, as the letters of `legend` for the colours it names
+std::string row(float y, const std::vector<std::pair<char, Pixel>>& legend)
+{
+    std::string text;
+    for (int k = 0; k < 10; k++) {
+        char letter = '?';
+        for (const auto& [name, colour] : legend)
+            if (near(pixel(0.05f + 0.1f * k, y), colour)) letter = name;
+        text += letter;
+    }
+    return text;
+}
+
+const float onePixel = 1.5f / 600;
+
+class Scenes : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        demo.addScene("riderideranke", new Riderideranke());
+        demo.addScene("intro", new Intro());
+        demo.addScene("guillotine", new Guillotine());
+        demo.addScene("greets", new Greets());
+        demo.addScene("solardistrict", new Solardistrict());
+        demo.addScene("credits", new Credits());
+        demo.loadScript("data/demo.lua");
+        demo.initScenes();
+    }
+
+    void SetUp() override { drawing::blankFrame(); }
+
+    static void draw(const char* scene, int ms)
+    {
+        drawing::at(ms);
+        demo.scenes[scene]->draw();
+    }
+
+    static Solardistrict& district() { return *static_cast<Solardistrict*>(demo.scenes["solardistrict"]); }
+};
+
+// --- intro ----------------------------------------------------------------------------------
+
+// First, while the shake offset is still at its start.
+TEST_F(Scenes, IntroArmShakesUpFromBelowThenJittersBetweenOneAndThreeHundredths)
+{
+    std::vector<float> offsets;
+    for (int frame = 0; frame < 45; frame++) {
+        draw("intro", 6000);
+        auto [top, bottom] = extent(0.5f, arm1);
+        offsets.push_back(top < 1.0f ? top - 1.0f : bottom);
+    }
+    EXPECT_NEAR(offsets[0], -0.07f, onePixel) << "the first shake frame";
+    for (int frame = 1; frame < 20; frame++) EXPECT_GT(offsets[frame], offsets[frame - 1]) << "rising, frame " << frame;
+    float lowest = 1, highest = -1;
+    for (int frame = 30; frame < 45; frame++) {
+        lowest = std::min(lowest, offsets[frame]);
+        highest = std::max(highest, offsets[frame]);
+    }
+    EXPECT_NEAR(lowest, 0.01f, onePixel);
+    EXPECT_NEAR(highest, 0.03f, 2 * onePixel);
+}
+
+TEST_F(Scenes, IntroShowsEachTitleCardAloneForItsWholeSpan)
+{
+    const std::pair<int, Pixel> cards[] = {{10000, {255, 0, 0}}, {14000, {255, 0, 0}}, {24000, {0, 255, 0}},
+                                           {28000, {0, 255, 0}}, {38000, {0, 0, 255}}, {43999, {0, 0, 255}}};
+    for (const auto& [ms, card] : cards) {
+        draw("intro", ms);
+        EXPECT_EQ(row(0.1f, {{'C', card}}) + row(0.9f, {{'C', card}}), std::string(20, 'C')) << "at " << ms;
+    }
+    for (int ms : {9999, 14001, 23999, 28001, 37999}) {
+        draw("intro", ms);
+        EXPECT_TRUE(near(pixel(0.05f, 0.5f), layered)) << "the layers, not a card, at " << ms;
+    }
+}
+
+TEST_F(Scenes, IntroArmSlidesInFromTheRightAndOutAgainOnTheMusicClock)
+{
+    const std::vector<std::pair<char, Pixel>> legend = {{'.', layered}, {'1', arm1}, {'2', arm2}};
+    const std::pair<int, const char*> frames[] = {
+        {0, ".........."},     {2500, ".....11111"}, {4999, "1111111111"},  // in from the right
+        {7000, "2222222222"},  {9999, "......2222"},  // the second arm starts out; 60% gone at the card
+        {14001, ".........."}, {16500, ".....11111"}, {21000, "2222222222"}, {23999, "......2222"},
+        {28001, ".........."}, {30000, ".....11111"}, {35000, "2222222222"}, {37999, "......2222"},
+        {34000, ".........."}, {50000, ".........."}};  // no arm between the spans and after them
+    for (const auto& [ms, expected] : frames) {
+        draw("intro", ms);
+        EXPECT_EQ(row(0.5f, legend), expected) << "at " << ms;
+    }
+}
+
+// --- the other two-dimensional scenes -------------------------------------------------------
+
+// The blade covers the top half of the screen on the right, the head the bottom half on the
+// left; each drops by its offset while on its beat, and the offsets grow every frame drawn.
+TEST_F(Scenes, GuillotineDropsBladeAndHeadOnTheirBeatsByHowManyFramesWereDrawn)
+{
+    int frames = 0;
+    for (; frames < 100; frames++) draw("guillotine", 64500);
+    const std::tuple<int, bool, bool> moments[] = {
+        {61999, false, false}, {62000, true, false}, {62500, true, false}, {62799, true, false}, {62800, true, true},
+        {63000, true, true},   {63001, false, true}, {64000, false, true}, {64001, false, false}, {66000, true, false},
+        {66900, true, true},   {68000, false, true}, {70000, true, false}, {71000, true, true}, {72000, false, true},
+        {72001, false, false}};
+    for (const auto& [ms, bladeDown, headDown] : moments) {
+        float bladeOffset = bladeDown ? -0.002f * frames : 0.0f, headOffset = headDown ? -0.001f * frames : 0.0f;
+        draw("guillotine", ms);
+        frames++;
+        EXPECT_NEAR(extent(0.75f, blade).first, 1.0f + bladeOffset, onePixel) << "the blade at " << ms;
+        EXPECT_NEAR(extent(0.25f, head).first, 0.5f + headOffset, onePixel) << "the head at " << ms;
+    }
+}
+
+TEST_F(Scenes, RiderBobsToANewHeightEvery150Milliseconds)
+{
+    const std::pair<int, double> heights[] = {{0, 0.3}, {149, 0.3}, {150, cos(1.0) / 5 + 0.1},
+                                              {449, cos(2.0) / 5 + 0.1}, {450, cos(3.0) / 5 + 0.1},
+                                              {46050, cos(307.0) / 5 + 0.1}};
+    for (const auto& [ms, height] : heights) {
+        draw("riderideranke", ms);
+        auto [top, bottom] = extent(0.5f, riderBackdrop);
+        float measured = height > 0 ? top : bottom - 1.0f;  // the backdrop shows below or above the rider
+        EXPECT_NEAR(measured, height, onePixel) << "at " << ms;
+    }
+}
+
+TEST_F(Scenes, RiderShowsEachOfItsTwoFramesForFiftyDrawnFrames)
+{
+    glViewport(0, 0, 32, 24);  // colours only: a small picture draws fast
+    std::vector<int> runs = {0};
+    Pixel last = pixel(0.5f, 0.5f);
+    for (int frame = 0; frame < 230; frame++) {
+        draw("riderideranke", 50000);
+        Pixel shown = pixel(0.5f, 0.5f);
+        if (shown != last && frame > 0) runs.push_back(0);
+        runs.back()++;
+        last = shown;
+    }
+    // The first run is cut by frames drawn in earlier tests; the flip-book's float steps land a
+    // frame late now and then.
+    for (size_t i = 1; i + 1 < runs.size(); i++) EXPECT_NEAR(runs[i], 50, 1) << "run " << i;
+    EXPECT_GE(runs.size(), 4u);
+    glViewport(0, 0, 800, 600);
+}
+
+TEST_F(Scenes, CreditsScrollUpOneScreenFromFourToTenSecondsOfMusic)
+{
+    // Where the navy lower half of the picture ends on screen
+    const std::pair<int, float> scroll[] = {{0, 0.0f}, {4000, 0.0f}, {5500, 0.25f}, {7000, 0.5f}, {10000, 1.0f},
+                                            {125000, 1.0f}};
+    for (const auto& [ms, edge] : scroll) {
+        draw("credits", ms);
+        if (edge > 0) {
+            EXPECT_NEAR(extent(0.5f, navy).first, edge, onePixel) << "at " << ms;
+        }
+        if (edge < 1) {
+            EXPECT_NEAR(extent(0.5f, white).second, edge, onePixel) << "at " << ms;
+        }
+    }
+}
+
+TEST_F(Scenes, GreetsLeaveThePreviousPictureUntouched)
+{
+    glClearColor(0.2f, 0.4f, 0.6f, 1.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+    Pixel before = pixel(0.5f, 0.5f);
+    draw("greets", 110000);
+    EXPECT_EQ(pixel(0.5f, 0.5f), before);
+}
+
+TEST_F(Scenes, FlatScenesLeaveBlendingOffAndTheirTwoDimensionalModeAsDesigned)
+{
+    // Intro, guillotine and credits stay in 2D mode: one more level on both stacks per frame
+    for (auto [scene, ms] : {std::pair{"intro", 34000}, {"guillotine", 62500}, {"credits", 7000},
+                             {"riderideranke", 50000}}) {
+        drawing::blankFrame();
+        glEnable(GL_BLEND);
+        draw(scene, ms);
+        int levels = std::string(scene) == "riderideranke" ? 1 : 2;
+        EXPECT_EQ(integer(GL_PROJECTION_STACK_DEPTH), levels) << scene;
+        EXPECT_EQ(integer(GL_MODELVIEW_STACK_DEPTH), levels) << scene;
+        EXPECT_EQ(integer(GL_MATRIX_MODE), GL_MODELVIEW) << scene;
+        EXPECT_FALSE(glIsEnabled(GL_BLEND) && std::string(scene) != "credits") << scene << " leaves blending on";
+        EXPECT_EQ(integer(GL_TEXTURE_BINDING_2D) == 0, std::string(scene) == "credits")
+            << scene << ": only the credits release their picture";
+    }
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D)) << "the rider's effects switch texturing off";
+}
+
+// --- the district ---------------------------------------------------------------------------
+
+TEST_F(Scenes, DistrictJumpsToTheNextCameraPresetAtItsMusicTimes)
+{
+    district().init();
+    const std::pair<int, int> views[] = {{6990, 3},  {7000, 0},  {7010, 0},  {10000, 0}, {11000, 1},
+                                         {13990, 1}, {14000, 2}, {16990, 2}, {17000, 3}, {21000, 0}};
+    for (const auto& [ms, view] : views) {
+        draw("solardistrict", ms);
+        EXPECT_EQ(district().view, view) << "after a frame at " << ms;
+    }
+}
+
+TEST_F(Scenes, DistrictPresetsLookFromTheirEyePoints)
+{
+    const std::pair<int, std::array<double, 3>> eyes[] = {{0, {5, 2.2, 0}}, {2, {10, 5, 10}}, {3, {10, 20.2, 10}},
+                                                          {4, {0, 0, 0}}};
+    for (const auto& [view, eye] : eyes) {
+        glLoadIdentity();
+        district().setPerspective(view);
+        double m[16];
+        glGetDoublev(GL_MODELVIEW_MATRIX, m);
+        for (int axis = 0; axis < 3; axis++) {
+            // The eye is where the view puts the origin: minus the translation, turned back
+            double at = -(m[axis * 4] * m[12] + m[axis * 4 + 1] * m[13] + m[axis * 4 + 2] * m[14]);
+            EXPECT_NEAR(at, eye[axis], 1e-4) << "view " << view << ", axis " << axis;
+        }
+    }
+}
+
+TEST_F(Scenes, DistrictLeavesLightingDepthAndColourMaterialOnForWhatFollows)
+{
+    draw("intro", 34000);  // a 2D scene leaves a level pushed; the district pops it
+    district().init();
+    draw("solardistrict", 80000);
+    for (GLenum capability : {GL_LIGHTING, GL_LIGHT0, GL_DEPTH_TEST, GL_COLOR_MATERIAL})
+        EXPECT_TRUE(glIsEnabled(capability)) << "capability " << capability;
+    EXPECT_EQ(integer(GL_COLOR_MATERIAL_FACE), GL_FRONT);
+    EXPECT_EQ(integer(GL_COLOR_MATERIAL_PARAMETER), GL_AMBIENT);
+    EXPECT_EQ(integer(GL_TEXTURE_BINDING_2D), 0);
+    EXPECT_EQ(integer(GL_PROJECTION_STACK_DEPTH), 1);
+    EXPECT_EQ(integer(GL_MODELVIEW_STACK_DEPTH), 1);
+}
+
+// How brightly a lit surface shows its picture: the share k of the texel's colour, when the
+// pixel is that colour scaled by k, and -1 when it is another colour.
+float litShare(Pixel shown, Pixel texel)
+{
+    float k = static_cast<float>(std::max({shown[0], shown[1], shown[2]})) / std::max({texel[0], texel[1], texel[2]});
+    for (int c = 0; c < 3; c++)
+        if (std::abs(shown[c] - k * texel[c]) > 3) return -1;
+    return k;
+}
+
+TEST_F(Scenes, DistrictIsDrawnLitFromHighAboveAtBothEndsOfItsSpan)
+{
+    // From the high preset the ground fills the lower left, the garden lies right of the middle
+    // below the spheres, a building's lit face stands above the middle and the sky is black.
+    const std::tuple<float, float, Pixel, const char*> points[] = {{0.25f, 0.22f, {0, 128, 0}, "ground"},
+                                                                   {0.65f, 0.22f, {128, 128, 0}, "garden"},
+                                                                   {0.525f, 0.52f, {128, 64, 64}, "building"}};
+    for (int ms : {74000, 121999}) {
+        drawing::blankFrame();
+        district().init();
+        drawing::at(ms);
+        demo.draw();
+        for (const auto& [x, y, texel, what] : points)
+            EXPECT_GT(litShare(pixel(x, y), texel), 0.3f) << what << " at " << ms << ": lit beyond the ambient fifth";
+        EXPECT_EQ(pixel(0.125f, 0.83f), (Pixel{0, 0, 0})) << "the sky at " << ms;
+    }
+}
+
+// --- the schedule ---------------------------------------------------------------------------
+
+TEST_F(Scenes, DemoEndsNinetyNineMillisecondsBeforeTheMusicDoes)
+{
+    int length = music.getLength();
+    for (int ms : {length - 101, length - 100, length - 99}) {
+        demo.running = true;
+        demo.paused = false;
+        drawing::at(ms);
+        demo.update();
+        EXPECT_EQ(demo.running, ms < length - 99) << "after a frame at " << ms << " of " << length;
+    }
+}
+
+}  // namespace

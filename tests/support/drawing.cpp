@@ -1,0 +1,90 @@
+// In-process drawing helpers on the program's globals.
+#include "tests/support/drawing.h"
+
+#include <gtest/gtest.h>
+
+#include "framework/logger.h"
+#include "framework/music.h"
+#include "framework/texture.h"
+#include "framework/texturemanager.h"
+#include "tests/support/program.h"
+
+namespace drawing {
+
+void at(int ms)
+{
+    if (!music.playing) music.start();
+    music.setPause(true);
+    music.setPosition(static_cast<unsigned int>(ms));
+    ASSERT_EQ(music.getPosition(), ms) << "a paused seek reads back exactly";
+}
+
+Pixel pixel(float x, float y)
+{
+    GLint viewport[4];
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    unsigned char rgba[4];
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(viewport[0] + static_cast<int>(x * viewport[2]), viewport[1] + static_cast<int>(y * viewport[3]), 1,
+                 1, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
+    return {rgba[0], rgba[1], rgba[2]};
+}
+
+int integer(GLenum name)
+{
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+
+void blankFrame()
+{
+    for (GLenum capability : {GL_DEPTH_TEST, GL_BLEND, GL_TEXTURE_2D, GL_LIGHTING, GL_COLOR_MATERIAL})
+        glDisable(capability);
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    for (GLenum stack : {GL_PROJECTION, GL_MODELVIEW}) {
+        glMatrixMode(stack);
+        while (integer(stack == GL_PROJECTION ? GL_PROJECTION_STACK_DEPTH : GL_MODELVIEW_STACK_DEPTH) > 1)
+            glPopMatrix();
+        glLoadIdentity();
+    }
+    glGetError();  // the stack overflows of the scenes that never leave 2D mode
+}
+
+unsigned int texture(const std::string& name, int width, int height,
+                     const std::function<fixture::Rgba(int, int)>& texel)
+{
+    std::vector<unsigned char> data;
+    for (int t = 0; t < height; t++)
+        for (int s = 0; s < width; s++) {
+            fixture::Rgba c = texel(s, t);
+            data.insert(data.end(), {c.r, c.g, c.b, c.a});
+        }
+    Texture* made = new Texture();
+    glGenTextures(1, &made->id);
+    glBindTexture(GL_TEXTURE_2D, made->id);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, data.data());
+    texturemanager.textures[name] = made;  // a texture replaced here is the test's to lose
+    return made->id;
+}
+
+LogCapture::LogCapture()
+{
+    logger.file.close();
+    logger.file.clear();
+    logger.file.open(scratch.file("log.txt"), std::ios::out | std::ios::trunc);
+}
+
+std::vector<std::string> LogCapture::lines()
+{
+    logger.file.flush();
+    return program::logLines(scratch.read("log.txt"));
+}
+
+}  // namespace drawing

@@ -1,0 +1,46 @@
+// In-process drawing: the program's own globals (built exactly as the program builds them)
+// draw into the test's window with the music paused at an exact millisecond, and the test reads
+// back pixels and GL state. A paused seek reads back exactly, so no moment is ever missed.
+#pragma once
+
+#include <GL/gl.h>
+
+#include <array>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/support/fixture.h"
+
+namespace drawing {
+
+using Pixel = std::array<int, 3>;
+
+// The music started, paused and moved to `ms`
+void at(int ms);
+
+// The colour at a point of the unit square over the current viewport, (0, 0) the bottom left
+Pixel pixel(float x, float y);
+int integer(GLenum name);
+
+// A black frame, both matrix stacks one level deep with identities, the modelview selected,
+// nothing enabled that the scenes and effects leave to whatever follows
+void blankFrame();
+
+// Gives the texture manager an RGBA picture under `name` (nearest texels, repeating), as if it
+// had been loaded from a file; texel(s, t) with t = 0 the bottom row. Bound on return.
+unsigned int texture(const std::string& name, int width, int height,
+                     const std::function<fixture::Rgba(int, int)>& texel);
+
+// Points the program's log at a scratch file, whatever DEBUG says, and reads it back as lines
+// without their date prefix.
+class LogCapture {
+public:
+    LogCapture();
+    std::vector<std::string> lines();
+
+private:
+    fixture::Directory scratch;
+};
+
+}  // namespace drawing
