@@ -17,6 +17,7 @@ namespace fixture {
 
 void writePng(const std::string& path, const PngSpec& spec)
 {
+    fs::create_directories(fs::path(path).parent_path());
     FILE* file = fopen(path.c_str(), "wb");
     if (!file) throw std::runtime_error("cannot write " + path);
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);

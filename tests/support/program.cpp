@@ -225,7 +225,9 @@ std::vector<std::string> logLines(const std::string& log)
     std::vector<std::string> result;
     for (const std::string& line : lines(log)) {
         std::string text = std::regex_replace(line, dated, "");
-        if (text.rfind("Plot ", 0) != 0) result.push_back(text);
+        bool timed = text.rfind("Plot ", 0) == 0 || text.rfind("Events: Mouse focus", 0) == 0 ||
+                     text.rfind("Events: Keyboard focus", 0) == 0;
+        if (!timed) result.push_back(text);
     }
     return result;
 }

@@ -74,7 +74,8 @@ private:
 Result run(const fixture::Directory& directory, std::vector<std::string> arguments = {}, double seconds = 30);
 
 // The lines of a log without their "YYYY-MM-DD: HH:MM:SS - " prefix. The frame-rate counter's
-// "Plot" lines are left out: when they come depends on the machine's speed.
+// "Plot" lines and the focus lines are left out: when they come depends on the machine's speed
+// and on the X server.
 std::vector<std::string> logLines(const std::string& log);
 std::vector<std::string> lines(const std::string& text);
 

@@ -44,30 +44,49 @@ size_t linesThrough(const Expected& expected, const std::string& step)
 {
     size_t count = 0;
     for (const Line& line : expected.log)
-        if (std::find(expected.steps.begin(), expected.steps.end(), line.step) <=
+        if (line.text != "..." && std::find(expected.steps.begin(), expected.steps.end(), line.step) <=
             std::find(expected.steps.begin(), expected.steps.end(), step))
             count++;
     return count;
 }
 
+}  // namespace
+
 bool matches(const std::string& pattern, const std::string& text)
 {
-    if (!pattern.empty() && pattern.back() == '*') return text.rfind(pattern.substr(0, pattern.size() - 1), 0) == 0;
-    return pattern == text;
+    size_t star = pattern.find('*');
+    if (star == std::string::npos) return pattern == text;
+    if (text.compare(0, star, pattern, 0, star) != 0) return false;
+    std::string rest = pattern.substr(star + 1);
+    for (size_t from = star; from <= text.size(); from++)
+        if (matches(rest, text.substr(from))) return true;
+    return false;
 }
 
-// Reports the first difference between the expected lines and the actual ones.
+namespace {
+
+// Reports the first difference between the expected lines and the actual ones. A "..." line
+// passes over actual lines up to the first that matches the expected line after it.
 void compare(const std::string& file, const std::vector<Line>& expected, const std::vector<std::string>& actual,
              const std::string& what)
 {
-    for (size_t i = 0; i < std::max(expected.size(), actual.size()); i++) {
-        std::string want = i < expected.size() ? expected[i].text : "(nothing more)";
-        std::string got = i < actual.size() ? actual[i] : "(nothing more)";
-        if (i < expected.size() && i < actual.size() && matches(want, got)) continue;
-        std::string where = i < expected.size() ? "step \"" + expected[i].step + "\", " + file + ":" +
-                                                      std::to_string(expected[i].number)
-                                                : "after the last expected line of " + file;
-        ADD_FAILURE() << what << " differs at " << where << "\n  expected: " << want << "\n  actual:   " << got;
+    size_t at = 0;
+    for (size_t i = 0; i <= expected.size(); i++) {
+        if (i < expected.size() && expected[i].text == "...") {
+            while (at < actual.size() && i + 1 < expected.size() && !matches(expected[i + 1].text, actual[at])) at++;
+            continue;
+        }
+        if (i == expected.size() && at == actual.size()) return;
+        if (i < expected.size() && at < actual.size() && matches(expected[i].text, actual[at])) {
+            at++;
+            continue;
+        }
+        std::string where = i < expected.size()
+                                ? "step \"" + expected[i].step + "\", " + file + ":" + std::to_string(expected[i].number)
+                                : "after the last expected line of " + file;
+        ADD_FAILURE() << what << " differs at " << where
+                      << "\n  expected: " << (i < expected.size() ? expected[i].text : "(nothing more)")
+                      << "\n  actual:   " << (at < actual.size() ? actual[at] : "(nothing more)");
         return;
     }
 }

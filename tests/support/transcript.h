@@ -5,15 +5,16 @@
 //   # a comment
 //   == start                 a step: the lines the program logs after its action
 //   Demo: Starting now!
-//   OpenGL: Vendor: *        a trailing * stands for a value the system does not define
+//   OpenGL: Vendor: *        a * stands for a value the system does not define
+//   ...                      any lines, up to the first that matches the next expected line
 //   == stdout
 //   Time: 0:5:0
 //   == status
 //   0
 //
 // The steps must be named in the file in the order the test runs them. After each step's action
-// the runner waits until the log holds as many lines as the file expects by then; a failure
-// names the step and the first line that differs.
+// the runner waits until the log holds at least as many lines as the file expects by then; a
+// failure names the step and the first line that differs.
 #pragma once
 
 #include <string>
@@ -32,6 +33,9 @@ struct Step {
 // it, and compares the log, standard output and status with tests/data/<expected>
 void check(const fixture::Directory& directory, const std::string& expected, const std::vector<Step>& steps,
            const std::vector<std::string>& arguments = {});
+
+// True when `text` is `pattern` with each "*" standing for any run of characters
+bool matches(const std::string& pattern, const std::string& text);
 
 // Where test data files live
 std::string dataFile(const std::string& name);

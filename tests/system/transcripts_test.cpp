@@ -1,0 +1,53 @@
+// Long message sequences as golden transcripts (tests/data/*.txt): the real demo run through
+// scripted key presses while its music is paused, so every time it reports is exact.
+#include <gtest/gtest.h>
+
+#include "tests/support/fixture.h"
+#include "tests/support/transcript.h"
+
+namespace {
+
+// Six entries of the scene that draws nothing, so the only pictures loaded are the rider's two
+// flip-book frames, which it takes at start whether scheduled or not.
+void quietSchedule(const fixture::Directory& directory)
+{
+    directory.remove("data/textures");
+    fixture::writeSolidPng(directory.file("data/textures/ri_hest_ri0.png"), 4, 4, {255, 0, 255, 255});
+    fixture::writeSolidPng(directory.file("data/textures/ri_hest_ri1.png"), 4, 4, {128, 0, 255, 255});
+    std::string schedule;
+    for (int entry = 0; entry < 6; entry++)
+        schedule += "addSceneToTimeline(\"greets\", " + std::to_string(entry * 10000) + ", " +
+                    std::to_string(entry == 5 ? 150000 : entry * 10000 + 10000) + ")\n";
+    directory.schedule(schedule);
+}
+
+TEST(Session, RehearsalKeysPauseSeekSkipAndReloadWithTheirMessages)
+{
+    fixture::Directory directory;
+    quietSchedule(directory);
+    transcript::check(directory, "session.txt",
+                      {{"start", ""},
+                       {"pause", "key space"},
+                       {"back to the start", "key Down"},
+                       {"seek forward", "key Right Return"},
+                       {"seek further with shift", "keydown shift key Right keyup shift key Return"},
+                       {"seek back", "key Left Return"},
+                       {"next scene until the last", "key Up Up Up Up Up Up Return"},
+                       {"previous scene", "key Down Return"},
+                       {"screenshot", "key s"},
+                       {"blend modes round", "key b b b b b"},
+                       {"depth, zoom, tab, volume", "key d z x Tab n m"},
+                       {"resize", "windowsize %w 640 480"},
+                       {"reload", "key shift+BackSpace"},
+                       {"restart", "key BackSpace"},
+                       {"quit", "key Escape"}});
+}
+
+TEST(CommandLine, HelpListsTheOptionsAndEndsWithStatusOne)
+{
+    fixture::Directory directory;
+    directory.config({{"DEBUG", "false"}});
+    transcript::check(directory, "help.txt", {{"quit", ""}}, {"-h"});
+}
+
+}  // namespace
