@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <stdexcept>
 #include <regex>
 #include <string>
 #include <thread>
@@ -22,6 +23,87 @@
 namespace fs = std::filesystem;
 
 namespace {
+
+// A 24-bit BMP in memory, pixel (0, 0) at the top left
+struct Bitmap {
+    int width = 0, height = 0;
+    std::vector<uint8_t> rgb;  // top row first, 3 bytes per pixel
+    fixture::Rgba at(int x, int y) const;
+};
+
+// The .bmp files in the program's directory.
+std::vector<std::string> screenshots(const std::string& root)
+{
+    std::vector<std::string> files;
+    for (const fs::directory_entry& entry : fs::directory_iterator(root))
+        if (entry.path().extension() == ".bmp") files.push_back(entry.path().string());
+    return files;
+}
+
+uint32_t little(const std::string& bytes, size_t at)
+{
+    return static_cast<uint8_t>(bytes[at]) | static_cast<uint8_t>(bytes[at + 1]) << 8 |
+           static_cast<uint8_t>(bytes[at + 2]) << 16 | static_cast<uint32_t>(static_cast<uint8_t>(bytes[at + 3])) << 24;
+}
+
+// True once the BMP at `path` holds as many bytes as its header declares. The writer leaves
+// that size at 0 until the pixels are out, and fills it in last.
+bool completeBmp(const std::string& path)
+{
+    std::string bytes = fixture::readFile(path);
+    if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') return false;
+    uint32_t declared = little(bytes, 2);
+    return declared >= 54 && bytes.size() >= declared;
+}
+
+// Presses s and returns the path of the screenshot the demo wrote, or "" after the wait
+std::string screenshot(program::Program& program, const fixture::Directory& directory, double seconds = 10)
+{
+    std::vector<std::string> before = screenshots(directory.path());
+    program.key("s");
+    std::string made;
+    // The writer may stall half-way under load: a file counts once it is as long as it says.
+    program::waitFor(seconds, [&] {
+        for (const std::string& file : screenshots(directory.path()))
+            if (std::find(before.begin(), before.end(), file) == before.end() && completeBmp(file)) made = file;
+        return !made.empty();
+    });
+    return made;
+}
+
+Bitmap readBmp(const std::string& path)
+{
+    std::string bytes = fixture::readFile(path);
+    if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') throw std::runtime_error(path + " is not a BMP");
+    Bitmap bitmap;
+    uint32_t offset = little(bytes, 10);
+    bitmap.width = static_cast<int32_t>(little(bytes, 18));
+    int32_t height = static_cast<int32_t>(little(bytes, 22));
+    int bits = static_cast<uint8_t>(bytes[28]) | static_cast<uint8_t>(bytes[29]) << 8;
+    if (bits != 24) throw std::runtime_error(path + " is not 24-bit");
+    bool bottomUp = height > 0;
+    bitmap.height = bottomUp ? height : -height;
+    size_t pitch = (static_cast<size_t>(bitmap.width) * 3 + 3) & ~static_cast<size_t>(3);
+    if (bytes.size() < offset + pitch * bitmap.height) throw std::runtime_error(path + " is truncated");
+    bitmap.rgb.resize(static_cast<size_t>(bitmap.width) * bitmap.height * 3);
+    for (int y = 0; y < bitmap.height; y++) {
+        size_t row = offset + pitch * (bottomUp ? bitmap.height - 1 - y : y);
+        for (int x = 0; x < bitmap.width; x++) {
+            size_t from = row + x * 3;
+            size_t to = (static_cast<size_t>(y) * bitmap.width + x) * 3;
+            bitmap.rgb[to] = bytes[from + 2];  // stored blue, green, red
+            bitmap.rgb[to + 1] = bytes[from + 1];
+            bitmap.rgb[to + 2] = bytes[from];
+        }
+    }
+    return bitmap;
+}
+
+fixture::Rgba Bitmap::at(int x, int y) const
+{
+    size_t i = (static_cast<size_t>(y) * width + x) * 3;
+    return {rgb[i], rgb[i + 1], rgb[i + 2], 255};
+}
 
 // Moments worth a look: every card, the arm's moves, each scene, the blade and head drops
 const int moments[] = {2500, 6000, 12000, 26000, 34000, 40000, 47000, 62500, 63500, 80000, 110000, 125000};
@@ -61,7 +143,7 @@ int entryBefore(const std::vector<Entry>& entries, int ms)
 class Showing {
 public:
     Showing(const fixture::Directory& directory, std::vector<Entry> entries)
-        : program(directory), entries(std::move(entries))
+        : directory(directory), program(directory), entries(std::move(entries))
     {
         program.start();
         program.window();
@@ -71,7 +153,7 @@ public:
     }
 
     // The picture at `ms`: moved near it with the keys, then played up to it
-    std::pair<program::Bitmap, int> at(int ms)
+    std::pair<Bitmap, int> at(int ms)
     {
         bool near = position <= ms && ms - position < 5000 && activeIndex(entries, position, -1) == activeIndex(entries, ms, -1);
         if (!near) {
@@ -92,7 +174,7 @@ public:
         program.key("space");
         std::this_thread::sleep_for(std::chrono::milliseconds(ms - position));
         program.key("space");
-        std::pair<program::Bitmap, int> shot = shoot();
+        std::pair<Bitmap, int> shot = shoot();
         position = shot.second;
         current = activeIndex(entries, position, current);
         return shot;
@@ -105,16 +187,17 @@ private:
         current += step;
     }
 
-    std::pair<program::Bitmap, int> shoot()
+    std::pair<Bitmap, int> shoot()
     {
-        std::string path = program.screenshot();
+        std::string path = screenshot(program, directory);
         if (path.empty()) throw std::runtime_error("the demo took no screenshot");
-        program::Bitmap picture = program::readBmp(path);
+        Bitmap picture = readBmp(path);
         int ms = std::stoi(fs::path(path).stem().string());
         fs::remove(path);
         return {picture, ms};
     }
 
+    const fixture::Directory& directory;
     program::Program program;
     std::vector<Entry> entries;
     int position = 0;
@@ -137,7 +220,7 @@ struct Sheet {
     }
 
     // The picture shrunk into w x h at (left, top), each pixel the mean of its source box
-    void place(const program::Bitmap& picture, int left, int top, int w, int h)
+    void place(const Bitmap& picture, int left, int top, int w, int h)
     {
         for (int y = 0; y < h; y++)
             for (int x = 0; x < w; x++) {
@@ -176,7 +259,7 @@ struct Sheet {
     }
 };
 
-void writePicture(const program::Bitmap& picture, const std::string& path)
+void writePicture(const Bitmap& picture, const std::string& path)
 {
     fixture::writeRgbaPng(path, picture.width, picture.height, [&](int x, int y) { return picture.at(x, y); });
 }
@@ -201,7 +284,7 @@ int main(int argc, char** argv)
         Showing showing(directory, readSchedule(directory.file("data/demo.lua")));
         const int columns = 4, thumbWidth = 320, gap = 8;
         const int count = sizeof(moments) / sizeof(moments[0]), rows = (count + columns - 1) / columns;
-        std::vector<std::pair<program::Bitmap, int>> shots;
+        std::vector<std::pair<Bitmap, int>> shots;
         for (int ms : moments) {
             shots.push_back(showing.at(ms));
             writePicture(shots.back().first, out + "/" + std::to_string(ms) + ".png");

@@ -54,6 +54,7 @@ faults=(
 
 result=$tree/faults-result.txt
 : > "$result"
+touch "$tree"/framework/*.cpp "$tree"/scenes/*.cpp  # no object left over from an earlier run
 caught=0
 missed=0
 for i in "${!faults[@]}"; do
@@ -75,8 +76,10 @@ for i in "${!faults[@]}"; do
         caught=$((caught + 1))
     fi
     mv "$tree/$file.orig" "$tree/$file"
+    touch "$tree/$file"  # newer than the faulty object, so the next build puts the original back
     failed=$(sed -n 's/^ *[0-9]* - \([^ ]*\) (.*/\1/p' "$build/fault-$n-ctest.log" 2>/dev/null | tr '\n' ' ')
     printf '%2d %-8s %s: %s%s\n' "$n" "$verdict" "$file" "$what" "${failed:+ [by $failed]}" | tee -a "$result"
 done
-cmake --build "$build" -j2 > /dev/null 2>&1
+touch "$tree"/framework/*.cpp "$tree"/scenes/*.cpp
+cmake --build "$build" -j2 --target ${FAULT_TARGETS:-all} > /dev/null 2>&1
 echo "caught $caught, missed $missed" | tee -a "$result"

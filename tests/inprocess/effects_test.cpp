@@ -72,23 +72,12 @@ TEST_F(Effect, ParallaxLayersScrollLeftByOneTwoAndFourThousandthsPerFrame)
     EXPECT_NEAR(risingEdge(5 / 6.0f, {0, 0, 255}), 0.596, 0.002) << "an unknown direction stops the layers";
 }
 
-// Ten samples across the middle row: 'A' the picture's left half, 'B' its right half, '.' none.
-std::string slideRow()
-{
-    std::string row;
-    for (int k = 0; k < 10; k++) {
-        Pixel p = pixel(0.04f + 0.1f * k, 0.5f);
-        row += p == Pixel{255, 0, 0} ? 'A' : p == Pixel{0, 0, 255} ? 'B' : p == Pixel{0, 0, 0} ? '.' : '?';
-    }
-    return row;
-}
-
 std::string slideAt(const char* direction, int ms)
 {
     drawing::at(ms);
     glClear(GL_COLOR_BUFFER_BIT);
     effects.slide(direction, 1000, 2000);
-    return slideRow();
+    return drawing::row(0.5f, {{'A', {255, 0, 0}}, {'B', {0, 0, 255}}, {'.', {0, 0, 0}}});
 }
 
 TEST_F(Effect, SlideStandsAtItsOffsetOnTheMusicClockInEachDirection)
@@ -158,8 +147,7 @@ TEST_F(Effect, FlipBookShowsEachFrameOnceAtSpeedOneAndStartsOverAfterTheLast)
         camera.enable2D();
         effects.textureAnimation(1.0f);
         camera.disable2D();
-        Pixel p = pixel(0.5f, 0.5f);
-        shown += p == Pixel{255, 0, 0} ? 'R' : p == Pixel{0, 255, 0} ? 'G' : p == Pixel{0, 0, 255} ? 'B' : '?';
+        shown += drawing::row(0.5f, {{'R', {255, 0, 0}}, {'G', {0, 255, 0}}, {'B', {0, 0, 255}}})[5];
     }
     effects.animationFrames = saved;
     // Position 3 equals the frame count and is kept one frame; what it shows is not defined.

@@ -37,6 +37,50 @@ int integer(GLenum name)
     return value;
 }
 
+bool near(Pixel a, Pixel b)
+{
+    return std::abs(a[0] - b[0]) <= 3 && std::abs(a[1] - b[1]) <= 3 && std::abs(a[2] - b[2]) <= 3;
+}
+
+// The pixels of one column of the viewport, bottom first
+static std::vector<Pixel> column(float x)
+{
+    GLint viewport[4];
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    std::vector<unsigned char> rgba(viewport[3] * 4);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(viewport[0] + static_cast<int>(x * viewport[2]), viewport[1], 1, viewport[3], GL_RGBA,
+                 GL_UNSIGNED_BYTE, rgba.data());
+    std::vector<Pixel> pixels;
+    for (size_t i = 0; i < rgba.size(); i += 4) pixels.push_back({rgba[i], rgba[i + 1], rgba[i + 2]});
+    return pixels;
+}
+
+std::pair<float, float> extent(float x, Pixel colour)
+{
+    std::vector<Pixel> pixels = column(x);
+    int low = -1, high = -1;
+    for (int row = 0; row < static_cast<int>(pixels.size()); row++)
+        if (near(pixels[row], colour)) {
+            if (low < 0) low = row;
+            high = row + 1;
+        }
+    float h = static_cast<float>(pixels.size());
+    return {high / h, low / h};
+}
+
+std::string row(float y, const std::vector<std::pair<char, Pixel>>& legend)
+{
+    std::string text;
+    for (int k = 0; k < 10; k++) {
+        char letter = '?';
+        for (const auto& [name, colour] : legend)
+            if (near(pixel(0.04f + 0.1f * k, y), colour)) letter = name;
+        text += letter;
+    }
+    return text;
+}
+
 void blankFrame()
 {
     for (GLenum capability : {GL_DEPTH_TEST, GL_BLEND, GL_TEXTURE_2D, GL_LIGHTING, GL_COLOR_MATERIAL})

@@ -22,6 +22,13 @@ void at(int ms);
 // The colour at a point of the unit square over the current viewport, (0, 0) the bottom left
 Pixel pixel(float x, float y);
 int integer(GLenum name);
+// Equal within the rounding of blending and filtering
+bool near(Pixel a, Pixel b);
+// Ten samples across the row at height y (x = 0.04, 0.14, ..., clear of the tenths), as the
+// letters `legend` gives their colours ('?' for any other colour)
+std::string row(float y, const std::vector<std::pair<char, Pixel>>& legend);
+// The top and the bottom edge (unit-square y) of the part of column x that shows `colour`
+std::pair<float, float> extent(float x, Pixel colour);
 
 // A black frame, both matrix stacks one level deep with identities, the modelview selected,
 // nothing enabled that the scenes and effects leave to whatever follows

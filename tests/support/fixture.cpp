@@ -217,8 +217,6 @@ std::string Directory::read(const std::string& relative) const { return readFile
 
 void Directory::remove(const std::string& relative) const { fs::remove_all(file(relative)); }
 
-bool Directory::exists(const std::string& relative) const { return fs::exists(file(relative)); }
-
 void Directory::config(const std::map<std::string, std::string>& changes) const
 {
     std::map<std::string, std::string> settings = defaultConfig();

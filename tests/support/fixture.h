@@ -54,7 +54,6 @@ public:
     void write(const std::string& relative, const std::string& text) const;
     std::string read(const std::string& relative) const;
     void remove(const std::string& relative) const;
-    bool exists(const std::string& relative) const;
     // data/config.lua from the defaults with these keys replaced (an empty value drops the key)
     void config(const std::map<std::string, std::string>& changes) const;
     // data/demo.lua with this text

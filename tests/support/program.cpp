@@ -1,21 +1,17 @@
 // The program runner: fork/exec, Xvfb with -displayfd, xdotool through the shell.
 #include "tests/support/program.h"
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-
-namespace fs = std::filesystem;
 
 namespace program {
 
@@ -165,45 +161,6 @@ void Program::key(const std::string& keys)
     xdotool("key " + keys);
 }
 
-// The .bmp files in the program's directory.
-static std::vector<std::string> screenshots(const std::string& root)
-{
-    std::vector<std::string> files;
-    for (const fs::directory_entry& entry : fs::directory_iterator(root))
-        if (entry.path().extension() == ".bmp") files.push_back(entry.path().string());
-    return files;
-}
-
-static uint32_t little(const std::string& bytes, size_t at)
-{
-    return static_cast<uint8_t>(bytes[at]) | static_cast<uint8_t>(bytes[at + 1]) << 8 |
-           static_cast<uint8_t>(bytes[at + 2]) << 16 | static_cast<uint32_t>(static_cast<uint8_t>(bytes[at + 3])) << 24;
-}
-
-// True once the BMP at `path` holds as many bytes as its header declares. The writer leaves
-// that size at 0 until the pixels are out, and fills it in last.
-static bool completeBmp(const std::string& path)
-{
-    std::string bytes = fixture::readFile(path);
-    if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') return false;
-    uint32_t declared = little(bytes, 2);
-    return declared >= 54 && bytes.size() >= declared;
-}
-
-std::string Program::screenshot(double seconds)
-{
-    std::vector<std::string> before = screenshots(directory.path());
-    key("s");
-    std::string made;
-    // The writer may stall half-way under load: a file counts once it is as long as it says.
-    waitFor(seconds, [&] {
-        for (const std::string& file : screenshots(directory.path()))
-            if (std::find(before.begin(), before.end(), file) == before.end() && completeBmp(file)) made = file;
-        return !made.empty();
-    });
-    return made;
-}
-
 Result run(const fixture::Directory& directory, std::vector<std::string> arguments, double seconds)
 {
     Program program(directory, std::move(arguments));
@@ -230,40 +187,6 @@ std::vector<std::string> logLines(const std::string& log)
         if (!timed) result.push_back(text);
     }
     return result;
-}
-
-Bitmap readBmp(const std::string& path)
-{
-    std::string bytes = fixture::readFile(path);
-    if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') throw std::runtime_error(path + " is not a BMP");
-    Bitmap bitmap;
-    uint32_t offset = little(bytes, 10);
-    bitmap.width = static_cast<int32_t>(little(bytes, 18));
-    int32_t height = static_cast<int32_t>(little(bytes, 22));
-    int bits = static_cast<uint8_t>(bytes[28]) | static_cast<uint8_t>(bytes[29]) << 8;
-    if (bits != 24) throw std::runtime_error(path + " is not 24-bit");
-    bool bottomUp = height > 0;
-    bitmap.height = bottomUp ? height : -height;
-    size_t pitch = (static_cast<size_t>(bitmap.width) * 3 + 3) & ~static_cast<size_t>(3);
-    if (bytes.size() < offset + pitch * bitmap.height) throw std::runtime_error(path + " is truncated");
-    bitmap.rgb.resize(static_cast<size_t>(bitmap.width) * bitmap.height * 3);
-    for (int y = 0; y < bitmap.height; y++) {
-        size_t row = offset + pitch * (bottomUp ? bitmap.height - 1 - y : y);
-        for (int x = 0; x < bitmap.width; x++) {
-            size_t from = row + x * 3;
-            size_t to = (static_cast<size_t>(y) * bitmap.width + x) * 3;
-            bitmap.rgb[to] = bytes[from + 2];  // stored blue, green, red
-            bitmap.rgb[to + 1] = bytes[from + 1];
-            bitmap.rgb[to + 2] = bytes[from];
-        }
-    }
-    return bitmap;
-}
-
-fixture::Rgba Bitmap::at(int x, int y) const
-{
-    size_t i = (static_cast<size_t>(y) * width + x) * 3;
-    return {rgb[i], rgb[i + 1], rgb[i + 2], 255};
 }
 
 }  // namespace program

@@ -1,9 +1,8 @@
 // Runs the real demo binary as a person would: in a fixture directory, on a private Xvfb
 // display with the null sound output, driven by xdotool, observed through its exit status,
-// standard output and error, log file, window title and screenshots. Every wait is bounded.
+// standard output and error, log file and window title. Every wait is bounded.
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -57,8 +56,6 @@ public:
     // Runs xdotool with these arguments on the program's display, "%w" standing for the
     // program's window; returns its output
     std::string xdotool(const std::string& arguments);
-    // Presses s and returns the path of the screenshot it wrote, or "" after the wait
-    std::string screenshot(double seconds = 10);
 
 private:
     const fixture::Directory& directory;
@@ -78,13 +75,5 @@ Result run(const fixture::Directory& directory, std::vector<std::string> argumen
 // and on the X server.
 std::vector<std::string> logLines(const std::string& log);
 std::vector<std::string> lines(const std::string& text);
-
-// A 24-bit BMP in memory, pixel (0, 0) at the top left
-struct Bitmap {
-    int width = 0, height = 0;
-    std::vector<uint8_t> rgb;  // top row first, 3 bytes per pixel
-    fixture::Rgba at(int x, int y) const;
-};
-Bitmap readBmp(const std::string& path);
 
 }  // namespace program

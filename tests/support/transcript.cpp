@@ -81,9 +81,9 @@ void compare(const std::string& file, const std::vector<Line>& expected, const s
             at++;
             continue;
         }
-        std::string where = i < expected.size()
-                                ? "step \"" + expected[i].step + "\", " + file + ":" + std::to_string(expected[i].number)
-                                : "after the last expected line of " + file;
+        std::string where = "after the last expected line of " + file;
+        if (i < expected.size())
+            where = "step \"" + expected[i].step + "\", " + file + ":" + std::to_string(expected[i].number);
         ADD_FAILURE() << what << " differs at " << where
                       << "\n  expected: " << (i < expected.size() ? expected[i].text : "(nothing more)")
                       << "\n  actual:   " << (at < actual.size() ? actual[at] : "(nothing more)");
