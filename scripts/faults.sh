@@ -77,7 +77,7 @@ for i in "${!faults[@]}"; do
     fi
     mv "$tree/$file.orig" "$tree/$file"
     touch "$tree/$file"  # newer than the faulty object, so the next build puts the original back
-    failed=$(sed -n 's/^ *[0-9]* - \([^ ]*\) (.*/\1/p' "$build/fault-$n-ctest.log" 2>/dev/null | tr '\n' ' ')
+    failed=$(sed -n 's/^[[:space:]]*[0-9]* - \([^ ]*\) (.*/\1/p' "$build/fault-$n-ctest.log" 2>/dev/null | tr '\n' ' ')
     printf '%2d %-8s %s: %s%s\n' "$n" "$verdict" "$file" "$what" "${failed:+ [by $failed]}" | tee -a "$result"
 done
 touch "$tree"/framework/*.cpp "$tree"/scenes/*.cpp
