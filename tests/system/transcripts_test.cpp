@@ -36,8 +36,10 @@ TEST(Session, RehearsalKeysPauseSeekSkipAndReloadWithTheirMessages)
                        {"previous scene", "key Down Return"},
                        {"screenshot", "key s"},
                        {"blend modes round", "key b b b b b"},
-                       {"depth, zoom, tab, volume", "key d z x Tab n m"},
-                       {"resize", "windowsize %w 640 480"},
+                       {"depth, zoom, tab, volume, free camera", "key d z x Tab n m h k u j y i 1 2 3 4 5"},
+                       {"left button", "mousemove --window %w 600 150 mousedown 1"},
+                       {"right button", "mouseup 1 mousedown 3"},
+                       {"resize", "mouseup 3 windowsize %w 640 480"},
                        {"reload", "key shift+BackSpace"},
                        {"restart", "key BackSpace"},
                        {"quit", "key Escape"}});
