@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace fixture {
 
-void writePng(const std::string& path, const PngSpec& spec)
+void writePng(const std::string& path, const PngSpec& picture)
 {
     fs::create_directories(fs::path(path).parent_path());
     FILE* file = fopen(path.c_str(), "wb");
@@ -28,33 +28,33 @@ void writePng(const std::string& path, const PngSpec& spec)
         throw std::runtime_error("libpng failed writing " + path);
     }
     png_init_io(png, file);
-    png_set_IHDR(png, info, spec.width, spec.height, spec.bitDepth, spec.colorType,
-                 spec.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+    png_set_IHDR(png, info, picture.width, picture.height, picture.bitDepth, picture.colorType,
+                 picture.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
-    if (!spec.palette.empty()) {
+    if (!picture.palette.empty()) {
         std::vector<png_color> colours;
-        for (size_t i = 0; i + 2 < spec.palette.size(); i += 3)
-            colours.push_back({spec.palette[i], spec.palette[i + 1], spec.palette[i + 2]});
+        for (size_t i = 0; i + 2 < picture.palette.size(); i += 3)
+            colours.push_back({picture.palette[i], picture.palette[i + 1], picture.palette[i + 2]});
         png_set_PLTE(png, info, colours.data(), static_cast<int>(colours.size()));
     }
-    if (!spec.trns.empty()) {
-        if (spec.colorType == PNG_COLOR_TYPE_PALETTE) {
-            png_set_tRNS(png, info, spec.trns.data(), static_cast<int>(spec.trns.size()), nullptr);
+    if (!picture.trns.empty()) {
+        if (picture.colorType == PNG_COLOR_TYPE_PALETTE) {
+            png_set_tRNS(png, info, picture.trns.data(), static_cast<int>(picture.trns.size()), nullptr);
         } else {
             // Grey or RGB: one 16-bit sample per channel, big-endian as stored in the file.
             png_color_16 key = {};
-            key.gray = static_cast<png_uint_16>(spec.trns[0] << 8 | spec.trns[1]);
-            if (spec.trns.size() >= 6) {
-                key.red = static_cast<png_uint_16>(spec.trns[0] << 8 | spec.trns[1]);
-                key.green = static_cast<png_uint_16>(spec.trns[2] << 8 | spec.trns[3]);
-                key.blue = static_cast<png_uint_16>(spec.trns[4] << 8 | spec.trns[5]);
+            key.gray = static_cast<png_uint_16>(picture.trns[0] << 8 | picture.trns[1]);
+            if (picture.trns.size() >= 6) {
+                key.red = static_cast<png_uint_16>(picture.trns[0] << 8 | picture.trns[1]);
+                key.green = static_cast<png_uint_16>(picture.trns[2] << 8 | picture.trns[3]);
+                key.blue = static_cast<png_uint_16>(picture.trns[4] << 8 | picture.trns[5]);
             }
             png_set_tRNS(png, info, nullptr, 0, &key);
         }
     }
     png_write_info(png, info);
     std::vector<png_bytep> rows;
-    for (const std::vector<uint8_t>& row : spec.rows) rows.push_back(const_cast<png_bytep>(row.data()));
+    for (const std::vector<uint8_t>& row : picture.rows) rows.push_back(const_cast<png_bytep>(row.data()));
     png_write_image(png, rows.data());
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
@@ -63,18 +63,18 @@ void writePng(const std::string& path, const PngSpec& spec)
 
 void writeRgbaPng(const std::string& path, int width, int height, const std::function<Rgba(int, int)>& colour)
 {
-    PngSpec spec;
-    spec.width = width;
-    spec.height = height;
+    PngSpec picture;
+    picture.width = width;
+    picture.height = height;
     for (int y = 0; y < height; y++) {
         std::vector<uint8_t> row;
         for (int x = 0; x < width; x++) {
             Rgba c = colour(x, y);
             row.insert(row.end(), {c.r, c.g, c.b, c.a});
         }
-        spec.rows.push_back(row);
+        picture.rows.push_back(row);
     }
-    writePng(path, spec);
+    writePng(path, picture);
 }
 
 void writeSolidPng(const std::string& path, int width, int height, Rgba colour)

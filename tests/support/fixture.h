@@ -27,7 +27,7 @@ struct PngSpec {
     std::vector<uint8_t> trns;     // tRNS bytes as the PNG format stores them
     std::vector<std::vector<uint8_t>> rows;
 };
-void writePng(const std::string& path, const PngSpec& spec);
+void writePng(const std::string& path, const PngSpec& picture);
 
 // Writes a sine chord of `seconds` with libsndfile; `format` is a full SF_FORMAT_* value
 void writeTrack(const std::string& path, double seconds, int rate, int channels, int format);
