@@ -83,6 +83,9 @@ void prepare(const fixture::Directory& directory, const std::string& step)
     }
 }
 
+// Test names carry the row's name; gtest would print the row's bytes.
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
 class BadInput : public testing::TestWithParam<Row> {};
 
 TEST_P(BadInput, EndsWithItsMessageAndStatusOrPlays)

@@ -33,8 +33,8 @@ TEST(Session, RehearsalKeysPauseSeekSkipAndReloadWithTheirMessages)
                        {"seek further with shift", "keydown shift key Right keyup shift key Return"},
                        {"seek back", "key Left Return"},
                        {"next scene until the last", "key Up Up Up Up Up Up Return"},
-                       {"previous scene", "key Down Return"},
                        {"screenshot", "key s"},
+                       {"previous scene", "key Down Return"},
                        {"blend modes round", "key b b b b b"},
                        {"depth, zoom, tab, volume, free camera", "key d z x Tab n m h k u j y i 1 2 3 4 5"},
                        {"left button", "mousemove --window %w 600 150 mousedown 1"},
@@ -43,6 +43,10 @@ TEST(Session, RehearsalKeysPauseSeekSkipAndReloadWithTheirMessages)
                        {"reload", "key shift+BackSpace"},
                        {"restart", "key BackSpace"},
                        {"quit", "key Escape"}});
+    std::string screenshot = directory.read("50000.bmp");
+    ASSERT_GT(screenshot.size(), 28u) << "the screenshot is named by the music position";
+    EXPECT_EQ(screenshot.substr(0, 2), "BM");
+    EXPECT_EQ(screenshot[28], 24) << "24 bits a pixel";
 }
 
 TEST(CommandLine, HelpListsTheOptionsAndEndsWithStatusOne)
