@@ -70,15 +70,6 @@ TEST(SoundOutput, AutoWithoutASoundDevicePlaysSilentlyToTheEnd)
     }
 }
 
-TEST(SoundOutput, SettingsAreMatchedExactlySoCapitalsAutodetectWithoutAnOutputLine)
-{
-    Directory directory;
-    directory.config({{"AUDIO", "\"ALSA\""}, {"MUSIC", "\"short.wav\""}});
-    Result result = program::run(directory);
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(directory.read("demo.log"), Not(HasSubstr("Audio: Setting output to:")));
-}
-
 TEST(SoundOutput, NamedOutputThatCannotOpenEndsWithStatus255)
 {
     if (access("/dev/dsp", F_OK) == 0) GTEST_SKIP() << "this machine has an OSS device";

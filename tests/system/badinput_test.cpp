@@ -138,7 +138,6 @@ TEST(BadSettings, VideoModeThatCannotBeSetEndsWithStatusOne)
     };
     const Row rows[] = {
         {{{"WIDTH", "-5"}, {"HEIGHT", "-5"}}, "Couldn't set video mode: Invalid width or height\n"},
-        {{{"BPP", "7"}}, "Couldn't set video mode: Unsupported bits-per-pixel\n"},
     };
     for (const Row& row : rows) {
         Directory directory;
@@ -294,15 +293,12 @@ TEST(BadTextures, PicturesThatCannotBeDecodedAreSkippedUntilASceneNeedsThem)
         std::string errStart, errEnd;
     };
     const std::string huge = pictureDeclaring(100000, 100000);
-    const std::string hugeLines = "libpng warning: Image width exceeds user limit in IHDR\n"
-                                  "libpng warning: Image height exceeds user limit in IHDR\n"
-                                  "libpng error: Invalid IHDR data\n";
     const std::string missing = "Texture manager: Trying to bind texture credits.png that does not exist!\n";
     const Row rows[] = {
         {"huge credits.png, drawn", [&](const Directory& d) { d.write("data/textures/credits.png", huge); },
-         "addSceneToTimeline(\"credits\", 0, 1000)", 1, hugeLines, missing},
+         "addSceneToTimeline(\"credits\", 0, 1000)", 1, missing, missing},
         {"huge picture nobody draws", [&](const Directory& d) { d.write("data/textures/huge.png", huge); },
-         "addSceneToTimeline(\"credits\", 0, 1000)", 0, hugeLines, hugeLines},
+         "addSceneToTimeline(\"credits\", 0, 1000)", 0, "", ""},
         {"credits.png with damaged pixel data",
          [](const Directory& d) {
              std::string png = d.read("data/textures/credits.png");
@@ -310,7 +306,7 @@ TEST(BadTextures, PicturesThatCannotBeDecodedAreSkippedUntilASceneNeedsThem)
              png.replace(data, 8, std::string(8, '\xff'));
              d.write("data/textures/credits.png", png);
          },
-         "addSceneToTimeline(\"credits\", 0, 1000)", 1, "libpng error: ", missing},
+         "addSceneToTimeline(\"credits\", 0, 1000)", 1, missing, missing},
         {"empty file", [](const Directory& d) { d.write("data/textures/empty.png", ""); }, "", 1,
          "Image: Error! data/textures/empty.png is not a png file!\n", "is not a png file!\n"},
         {"no pictures at all",
