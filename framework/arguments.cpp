@@ -1,20 +1,18 @@
 // Arguments: getopt over "e:x:y:b:dfvh".
 #include "arguments.h"
 
-#include <cstdlib>   // Required for: exit(), strtol()
+#include <cstdlib>   // Required for: exit()
 #include <cstring>   // Required for: strcmp()
 #include <iostream>  // Required for: std::cout
 #include <unistd.h>  // Required for: getopt(), optarg
 
 #include "config.h"
 #include "logger.h"
+#include "utils.h"
 
 Arguments::Arguments() {}
 
 Arguments::~Arguments() {}
-
-// Leading decimal digits only, 0 when there are none: "-x abc" gives a width of 0.
-static int number(const char* text) { return static_cast<int>(strtol(text, nullptr, 10)); }
 
 void Arguments::get(int argc, char** argv)
 {
@@ -23,9 +21,10 @@ void Arguments::get(int argc, char** argv)
     int option;
     while ((option = getopt(argc, argv, "e:x:y:b:dfvh")) != -1) {
         switch (option) {
-        case 'x': Config::width = number(optarg); break;
-        case 'y': Config::height = number(optarg); break;
-        case 'b': Config::bpp = number(optarg); break;
+        // Leading decimal digits only, 0 when there are none: "-x abc" gives a width of 0.
+        case 'x': Config::width = toInt(optarg); break;
+        case 'y': Config::height = toInt(optarg); break;
+        case 'b': Config::bpp = toInt(optarg); break;
         case 'd': Config::debug = true; break;
         case 'f': Config::fullscreen = true; break;
         case 'v':

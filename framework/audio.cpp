@@ -102,9 +102,10 @@ static void chooseOutput(const std::string& setting)
         setenv("ALSOFT_DRIVERS", chosen->driver, 1);
         return;
     }
-    // Autodetection, asked for or by an unknown setting: the library's pick, or silence.
+    // Autodetection, asked for or by an unknown setting: the library's pick, or silence. Only
+    // "auto" says so in the log; an unknown setting autodetects without a word.
     if (defaultOutputOpens()) return;
-    logger << "Audio: No sound device found, setting output to: No sound" << std::endl;
+    if (chosen) logger << "Audio: No sound device found, setting output to: No sound" << std::endl;
     setenv("ALSOFT_DRIVERS", "null", 1);
 }
 

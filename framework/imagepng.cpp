@@ -37,10 +37,23 @@ static int componentsOf(int type, int& format)
     }
 }
 
+// libpng's own handlers print to standard error; a picture that cannot be decoded is only
+// skipped, so its reasons go to the debug log, and an error returns to the jump point.
+static void quietError(png_structp png, png_const_charp message)
+{
+    logger << "Image: libpng error: " << message << std::endl;
+    png_longjmp(png, 1);
+}
+
+static void quietWarning(png_structp, png_const_charp message)
+{
+    logger << "Image: libpng warning: " << message << std::endl;
+}
+
 // libpng jumps back here on a decoding error; everything it allocated is released here.
 static Image* decode(FILE* file, const std::string& filename)
 {
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, quietError, quietWarning);
     if (!png) return nullptr;
     png_infop info = png_create_info_struct(png);
     if (!info) {

@@ -1,21 +1,23 @@
 // Music: the track streamed from disk through a short queue of OpenAL buffers, and the
-// clock read from it. The clock is what is heard now: the mixer's offset less the output's
-// latency, carried between the mixer's updates by the steady clock so that the picture moves
-// smoothly, never backwards while playing, exactly on a seek's target and not at all while
-// paused. Decoding happens on the main thread, once per frame, a second ahead of the output.
+// clock read from it. The clock is what is heard now (clock.h works it out from the device's
+// clock, its latency and the source's offset), carried between the mixer's updates by the
+// steady clock so that the picture moves smoothly, never backwards while playing, exactly on
+// a seek's target and not at all while paused. Decoding happens on the main thread, once per
+// frame, a second ahead of the output.
 #define AL_ALEXT_PROTOTYPES
 #include "music.h"
 
-#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), AL_SAMPLE_OFFSET_LATENCY_SOFT, AL_FORMAT_*_FLOAT32
+#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), alcGetInteger64vSOFT(), AL_FORMAT_*_FLOAT32
 #include <fftw3.h>     // Required for: fftwf_plan_dft_r2c_1d(), fftwf_execute()
 #include <sndfile.h>   // Required for: sf_open(), sf_readf_float(), sf_seek()
+#include <unistd.h>    // Required for: usleep()
 #include <algorithm>   // Required for: std::min(), std::max(), std::fill()
 #include <chrono>      // Required for: std::chrono::steady_clock
 #include <cmath>       // Required for: std::floor(), std::fabs(), std::sqrt()
-#include <limits>      // Required for: std::numeric_limits
 #include <vector>
 
 #include "audio.h"
+#include "clock.h"
 #include "logger.h"
 
 Stream* sound = nullptr;
@@ -32,100 +34,15 @@ const int BUFFERS_PER_SECOND = 8;
 const int MAX_WAVE = 16384;
 const int MAX_SPECTRUM = MAX_WAVE / 2;
 
-// Mixer readings of the last two seconds steer the clock. A reading is late by however long
-// after a mixer update it was taken, and the null output's updates themselves wander by up to
-// half a period; over two seconds some reading comes right after a punctual update, and the
-// latest-looking one tells the truth best. They are kept as the best of each quarter second.
-const double BUCKET_MS = 250.0;
-const int BUCKETS = 8;
-// Corrections are spread out at no more than 2 % of elapsed time (a fifth of a millisecond
-// per 10 ms frame), so the picture never visibly lurches; a larger error than JUMP_MS is a
-// discontinuity of the output and is taken at once.
-const double SLEW = 0.02;
-const double JUMP_MS = 100.0;
-
 // Milliseconds on the steady clock
 double wallMs()
 {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// The best mixer reading of a quarter second: how far the heard sound was ahead of wall time
-struct Bucket {
-    long long index;  // which quarter second of the steady clock
-    double offset;
-};
-
-// The position as given out. Between mixer updates it runs at wall-clock speed from the best
-// recent reading; jumps (start, seek, resume, recovery) hold it at their target until the
-// output catches up, so a seek reads back exactly and a resume goes on from the frozen value.
-struct Clock {
-    double held;      // ms: the last value given out, and the floor for the next
-    bool frozen;      // paused: the value does not move
-    bool locked;      // a mixer reading since the last jump, so `offset` means something
-    double offset;    // ms from wall time to the heard position, as the clock runs
-    double lastWall;  // wall time of the previous read
-    double lastHeard; // the mixer's heard position at the previous read, to notice a new update
-    Bucket buckets[BUCKETS];
-    int count;        // buckets filled since the last jump, the newest at `count - 1` modulo BUCKETS
-
-    // Stands the clock at `ms`, to move again once the output plays past it
-    void jump(double ms)
-    {
-        held = ms;
-        locked = false;
-        count = 0;
-        lastHeard = std::numeric_limits<double>::quiet_NaN();
-    }
-
-    // The position at wall time `now`, given what the mixer says is heard (`heard`, only
-    // meaningful while `mixing`) and the most that can be heard so far (`cap`)
-    double read(double now, bool mixing, double heard, double cap)
-    {
-        if (frozen) return held;
-        long long index = static_cast<long long>(std::floor(now / BUCKET_MS));
-        if (mixing && heard != lastHeard) {
-            // The first reading after a jump may come before the mixer has taken the source
-            // up, which puts the sound late by up to a period: it only marks where readings start.
-            if (!std::isnan(lastHeard)) record(index, heard - now);
-            lastHeard = heard;
-        }
-        bool seen = false;
-        double target = 0.0;
-        for (int i = 0; i < std::min(count, BUCKETS); i++) {
-            if (buckets[i].index <= index - BUCKETS) continue;
-            target = seen ? std::max(target, buckets[i].offset) : buckets[i].offset;
-            seen = true;
-        }
-        if (seen) steer(now, target);
-        lastWall = now;
-        if (locked) held = std::max(held, std::min(now + offset, cap));
-        return held;
-    }
-
-    // Keeps the best reading of each quarter second
-    void record(long long index, double reading)
-    {
-        Bucket& newest = buckets[(count + BUCKETS - 1) % BUCKETS];
-        if (count > 0 && newest.index == index) newest.offset = std::max(newest.offset, reading);
-        else buckets[count++ % BUCKETS] = { index, reading };
-    }
-
-    // Moves the offset toward `target`: gently while the output follows it, freely while the
-    // output still waits at its floor after a jump (there the change cannot be seen)
-    void steer(double now, double target)
-    {
-        if (!locked || std::fabs(target - offset) > JUMP_MS) {
-            offset = target;
-            locked = true;
-            return;
-        }
-        double step = SLEW * (now - lastWall);
-        double next = offset + std::max(-step, std::min(step, target - offset));
-        if (now + offset <= held) next = target < offset ? target : std::max(next, std::min(target, held - now));
-        offset = next;
-    }
-};
+// How long the device is watched when the track opens, so that the clock knows the output's
+// timing from the first frame: long enough to see a few mixer periods come in
+const double WATCH_MS = 80.0;
 
 }  // namespace
 
@@ -174,6 +91,10 @@ struct Stream {
     void seek(ALuint source, double ms);
     // Replaces played buffers and restarts a source that ran dry
     void service(ALuint source);
+    // What the output says now about the device and `source` (none: 0), whose state goes to `state`
+    Reading look(ALuint source, ALint& state);
+    // Watches the device for a few mixer periods, so the clock knows its timing from the start
+    void watchDevice();
     // The clock's value now, in ms
     double position(ALuint source);
     // Copies the `count` samples of the first channel that end at the heard position
@@ -218,8 +139,6 @@ void Stream::open(const std::string& path)
     queueBase = queueEnd = historyStart = 0;
     decoderDry = false;
     paused = false;
-    clock.frozen = false;
-    clock.jump(0.0);
     fftSize = 0;
     fftIn = nullptr;
     fftOut = nullptr;
@@ -311,7 +230,7 @@ void Stream::seek(ALuint source, double ms)
     queueBase = queueEnd = historyStart = frame;
     while (queueNext(source)) {}
     if (!paused) alSourcePlay(source);
-    clock.jump(ms);
+    clock.jump(wallMs(), ms, frameToMs(static_cast<double>(frame)), false);
 }
 
 void Stream::service(ALuint source)
@@ -336,26 +255,52 @@ void Stream::service(ALuint source)
         alSourceRewind(source);  // a stopped source counts its whole queue as played
         return;
     }
-    clock.jump(clock.held);
+    clock.jump(wallMs(), clock.held, frameToMs(static_cast<double>(queueBase)), false);
     alSourcePlay(source);
+}
+
+Reading Stream::look(ALuint source, ALint& state)
+{
+    // The device's clock and latency come from one query and the source's offset with the
+    // device's clock from another; a mixer update in between shows as two clocks, and is retried.
+    Reading reading = {};
+    ALCint64SOFT device[2] = { 0, 0 };
+    ALint64SOFT offset[2] = { 0, 0 };
+    for (int tries = 0; tries < 3; tries++) {
+        reading.wall = wallMs();
+        alcGetInteger64vSOFT(audio.system, ALC_DEVICE_CLOCK_LATENCY_SOFT, 2, device);
+        if (!source) break;
+        alGetSourcei64vSOFT(source, AL_SAMPLE_OFFSET_CLOCK_SOFT, offset);
+        if (offset[1] == device[0]) break;
+    }
+    reading.device = device[0] / 1e6;
+    reading.latency = device[1] / 1e6;
+    reading.source = frameToMs(static_cast<double>(queueBase) + offset[0] / 4294967296.0);
+    state = AL_INITIAL;
+    if (source) alGetSourcei(source, AL_SOURCE_STATE, &state);
+    reading.playing = state == AL_PLAYING;
+    return reading;
+}
+
+void Stream::watchDevice()
+{
+    double start = wallMs();
+    ALint state;
+    while (wallMs() - start < WATCH_MS) {
+        clock.read(look(0, state), clock.held);
+        usleep(250);
+    }
 }
 
 double Stream::position(ALuint source)
 {
     if (clock.frozen) return clock.held;
-    double now = wallMs();
-    // Offset first: should the source stop between the two queries, the state says so.
-    ALint64SOFT values[2] = { 0, 0 };
-    alGetSourcei64vSOFT(source, AL_SAMPLE_OFFSET_LATENCY_SOFT, values);
-    ALint state = AL_INITIAL;
-    alGetSourcei(source, AL_SOURCE_STATE, &state);
-
-    bool mixing = state == AL_PLAYING;
-    double mixedMs = frameToMs(static_cast<double>(queueBase) + values[0] / 4294967296.0);
-    double heard = mixedMs - values[1] / 1e6;
-    // Nothing can be heard beyond what was mixed, or beyond the queue once the source stopped.
-    double cap = mixing ? mixedMs : frameToMs(static_cast<double>(queueEnd));
-    return clock.read(now, mixing, heard, cap);
+    ALint state;
+    Reading reading = look(source, state);
+    // A source that stopped has played its whole queue: nothing beyond it can be heard. One
+    // that plays on is followed even while the mixer lags behind (a null output catches up).
+    double cap = state == AL_STOPPED ? frameToMs(static_cast<double>(queueEnd)) : INFINITY;
+    return clock.read(reading, cap);
 }
 
 void Stream::window(float* samples, int count)
@@ -386,6 +331,7 @@ Music::Music(std::string name) : playing(false), length(0), volume(1.0f)
     logger << "Music: Loading: " << name << std::endl;
     sound = new Stream();
     sound->open("data/audio/" + name);
+    sound->watchDevice();
 }
 
 Music::~Music()
@@ -442,11 +388,16 @@ void Music::setPause(bool pause)
         sound->clock.frozen = true;
         alSourcePause(channel);
     } else {
+        // A paused source goes on from where the mixer left it, which the ear had not heard
+        // yet when the picture froze: the picture runs on and is steered to the sound. After
+        // a seek in the pause nothing was mixed ahead, and the picture waits as after any seek.
+        // Either way it goes on from the millisecond it showed.
+        ALint state;
+        double from = sound->look(channel, state).source;
         sound->clock.frozen = false;
-        sound->clock.jump(sound->clock.held);
+        sound->clock.jump(wallMs(), std::floor(sound->clock.held), from, state == AL_PAUSED);
         // Refilled first: a source that ran dry before the pause is restarted in there.
         sound->service(channel);
-        ALint state = AL_INITIAL;
         alGetSourcei(channel, AL_SOURCE_STATE, &state);
         if (state != AL_PLAYING) alSourcePlay(channel);
     }

@@ -21,20 +21,30 @@ struct ColourSizes {
     int red, green, blue;
 };
 
-// 16 bits get five bits of green too, on purpose; an unknown depth falls back to the desktop's.
-static ColourSizes colourSizes()
+int checkedBpp()
 {
     switch (Config::bpp) {
-    case 8: return {3, 3, 2};
-    case 15:
-    case 16: return {5, 5, 5};
     case 0:
+    case 8:
+    case 15:
+    case 16:
     case 24:
-    case 32: return {8, 8, 8};
+    case 32: return Config::bpp;
     default:
         logger << "Invalid BPP, must be 8, 15, 16, 24 or 32. Trying current bpp." << std::endl;
         Config::bpp = 0;
-        return {8, 8, 8};
+        return 0;
+    }
+}
+
+// 16 bits get five bits of green too, on purpose; an unknown depth falls back to the desktop's.
+static ColourSizes colourSizes()
+{
+    switch (checkedBpp()) {
+    case 8: return {3, 3, 2};
+    case 15:
+    case 16: return {5, 5, 5};
+    default: return {8, 8, 8};
     }
 }
 

@@ -25,3 +25,7 @@ public:
 };
 
 extern OpenGL opengl;
+
+// Config::bpp when it is a depth the demo knows (0, 8, 15, 16, 24 or 32). Any other logs that it
+// is invalid and falls back to the current depth: Config::bpp becomes 0, which is returned.
+int checkedBpp();

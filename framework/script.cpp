@@ -1,8 +1,6 @@
 // Script: one Lua 5.1 state shared by the configuration and the timeline script.
 #include "script.h"
 
-#include <cstdlib>  // Required for: strtol()
-
 extern "C" {
 #include <lauxlib.h>
 #include <lua.h>
@@ -11,6 +9,7 @@ extern "C" {
 
 #include "demo.h"
 #include "logger.h"
+#include "utils.h"
 
 Script::Script()
 {
@@ -97,7 +96,6 @@ int addSceneToTimeline(lua_State* state)
     const char* start = argumentText(state, 2, "start");
     const char* end = argumentText(state, 3, "end");
     // Through the text form on purpose: 15.9 gives 15, "0x10" gives 0, 1e+15 gives 1.
-    demo.addSceneToTimeline(name, static_cast<int>(strtol(start, nullptr, 10)),
-                            static_cast<int>(strtol(end, nullptr, 10)));
+    demo.addSceneToTimeline(name, toInt(start), toInt(end));
     return 1;
 }

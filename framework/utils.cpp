@@ -3,6 +3,9 @@
 #include "utils.h"
 
 #include <boost/filesystem.hpp>  // Required for: recursive_directory_iterator, extension()
+#include <algorithm>                // Required for: std::clamp()
+#include <climits>                  // Required for: INT_MIN, INT_MAX
+#include <cstdlib>                  // Required for: strtol()
 
 #include "logger.h"
 
@@ -18,4 +21,10 @@ void Utils::iterateDirectory(std::string directory, std::string extension, std::
     } catch (const fs::filesystem_error& error) {
         fatal("Utils: Error! Cannot list " + directory + ": " + error.code().message());
     }
+}
+
+int toInt(const char* text)
+{
+    // strtol itself saturates at the range of long, which is wider than int here.
+    return static_cast<int>(std::clamp<long>(strtol(text, nullptr, 10), INT_MIN, INT_MAX));
 }

@@ -1,4 +1,4 @@
-// Utils: recursive listing of the data files of one kind.
+// Utils: recursive listing of the data files of one kind, and numbers read from text.
 #pragma once
 
 #include <string>
@@ -12,3 +12,7 @@ public:
 };
 
 extern Utils utils;
+
+// The leading base-10 digits of `text` (after an optional sign) as an int, 0 when there are
+// none; values beyond the 32-bit range are clamped to it rather than wrapped
+int toInt(const char* text);

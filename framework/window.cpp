@@ -12,6 +12,22 @@
 // SDL 1.2's OpenGL blit mode (which includes SDL_OPENGL), hardware palette and double buffer.
 static const Uint32 baseFlags = 0x6000000A;
 
+// The depth SDL_SetVideoMode is asked for. SDL 1.2 took any depth and chose the nearest it had;
+// its compat layer refuses all but 0, 8, 16, 24 and 32. So 15 (5/5/5 bits, which the GL
+// attributes ask for) goes to SDL as 16, and any other depth as the current one, 0.
+static int sdlDepth(int bpp)
+{
+    switch (bpp) {
+    case 0:
+    case 8:
+    case 16:
+    case 24:
+    case 32: return bpp;
+    case 15: return 16;
+    default: return 0;
+    }
+}
+
 // Both the log and standard error get the reason; the log line carries the module prefix.
 [[noreturn]] static void sdlFatal(const std::string& logLine, const std::string& message)
 {
@@ -61,7 +77,9 @@ Window::Window()
         Config::bpp = 0;
     }
 
-    screen = SDL_SetVideoMode(Config::width, Config::height, Config::bpp, flags);
+    // An invalid depth is only mapped here, not reported: OpenGL::init reports it and clears
+    // Config::bpp right after, so the "Invalid BPP" line keeps its place after "OpenGL: Initializing...".
+    screen = SDL_SetVideoMode(Config::width, Config::height, sdlDepth(Config::bpp), flags);
     if (!screen) sdlFatal("Couldn't set video mode: ", "Couldn't set video mode: ");
 
     opengl.init();
@@ -90,7 +108,12 @@ void Window::setTitle(std::string title) { SDL_WM_SetCaption(title.c_str(), titl
 void Window::resize(int width, int height)
 {
     logger << "Window: Resize: " << width << "x" << height << std::endl;
-    screen = SDL_SetVideoMode(width, height, Config::bpp, flags);
+    // The start-up flags, except that the window stays as F1 left it: SDL sends resize events
+    // after a toggle, and the start-up fullscreen bit would undo a toggle to windowed (and the
+    // missing one a toggle to fullscreen). -b may have set a depth OpenGL::init never saw.
+    SDL_Surface* current = SDL_GetVideoSurface();
+    Uint32 mode = current ? (flags & ~SDL_FULLSCREEN) | (current->flags & SDL_FULLSCREEN) : flags;
+    screen = SDL_SetVideoMode(width, height, sdlDepth(checkedBpp()), mode);
     if (!screen) sdlFatal("Could not get a surface after resize: ", "Could not get a surface after resize: ");
 }
 

@@ -5,6 +5,8 @@
 
 #include <unistd.h>  // Required for: optind
 
+#include <climits>
+
 #include "framework/arguments.h"
 #include "framework/camera.h"
 #include "framework/config.h"
@@ -95,7 +97,7 @@ TEST(Clock, StatusTimeTruncatesToMinutesSecondsAndHundredths)
 
 TEST(CommandLine, SizesAreTakenAsTheirLeadingDigitsAndSwitchesTurnOn)
 {
-    int width = Config::width, height = Config::height;
+    int width = Config::width, height = Config::height, bpp = Config::bpp;
     bool debug = Config::debug, fullscreen = Config::fullscreen;
     const char* words[] = {"demo", "-x", "abc", "-y", "-3", "stray", "-d", "-f"};
     optind = 1;
@@ -104,7 +106,15 @@ TEST(CommandLine, SizesAreTakenAsTheirLeadingDigitsAndSwitchesTurnOn)
     EXPECT_EQ(Config::height, -3);
     EXPECT_TRUE(Config::debug);
     EXPECT_TRUE(Config::fullscreen);
-    Config::width = width, Config::height = height, Config::debug = debug, Config::fullscreen = fullscreen;
+
+    const char* beyond[] = {"demo", "-x", "3000000000", "-y", "-4294967297", "-b", "99999999999999999999"};
+    optind = 1;
+    arguments.get(7, const_cast<char**>(beyond));
+    EXPECT_EQ(Config::width, INT_MAX) << "clamped, not wrapped";
+    EXPECT_EQ(Config::height, INT_MIN);
+    EXPECT_EQ(Config::bpp, INT_MAX);
+    Config::width = width, Config::height = height, Config::bpp = bpp, Config::debug = debug,
+    Config::fullscreen = fullscreen;
 }
 
 // --- PNG decoding ---------------------------------------------------------------------------
@@ -160,6 +170,21 @@ TEST(Png, EveryColourTypeAndDepthDecodesToEightBitSamplesBottomRowFirst)
         EXPECT_EQ(row(0), c.bottom) << c.name;
         image->releaseData();
         delete image;
+    }
+}
+
+// libpng's own complaints would reach the audience's terminal; the loader keeps them to the log.
+TEST(Png, UndecodablePicturesAreNullWithoutAWordOnStandardError)
+{
+    fixture::Directory scratch;
+    fixture::writeSolidPng(scratch.file("good.png"), 16, 16, {1, 2, 3, 255});
+    std::string good = fixture::readFile(scratch.file("good.png"));
+    fixture::writeFile(scratch.file("cut.png"), good.substr(0, good.size() / 2));
+    fixture::writePng(scratch.file("wide.png"), {16385, 1, 0, 8, false, {}, {}, {std::vector<uint8_t>(16385)}});
+    for (const char* name : {"cut.png", "wide.png"}) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(ImagePNG().load(scratch.file(name)), nullptr) << name;
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << name;
     }
 }
 

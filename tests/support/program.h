@@ -50,6 +50,8 @@ public:
     bool waitForLog(const std::string& text, double seconds = 15) const;
 
     // The demo's window, found by process id and given the keyboard focus
+    // The program's X server, for a window manager a test starts beside it
+    const std::string& display() const { return server.name(); }
     std::string window();
     std::string title();
     void key(const std::string& keys);  // xdotool key names: "space", "shift+Left", "Escape"

@@ -1,0 +1,63 @@
+// Clock: what is heard now, worked out from what the sound output reports. The music's one
+// source of time (music.cpp takes the readings; nothing here touches the sound library).
+//
+// Two things make up the heard position. How the output's own time relates to wall time (how
+// far the device's mixing runs ahead of the ear) belongs to the device and holds across seeks,
+// pauses and restarts; it is learnt from every reading. Which part of the track the device
+// mixed at which of its moments belongs to the source: it is exact from the first reading taken
+// after the source was mixed, and is learnt anew after every jump (start, seek, resume).
+#pragma once
+
+// One look at the output, taken at one moment
+struct Reading {
+    double wall;     // ms on the steady clock
+    double device;   // ms of output the device has mixed so far: its clock
+    double latency;  // ms from the mixer to the ear, as the device says at `wall`
+    bool playing;    // the source is being mixed
+    double source;   // ms of the track mixed up to `device`
+};
+
+class Clock {
+public:
+    double held;  // ms: the last value given out, and the floor for the next
+    bool frozen;  // paused: the value does not move
+
+    Clock();
+
+    // Stands the clock at `ms` at wall time `wall`. The source starts again from the track's
+    // `from` ms. A seek or start holds the value until the output catches up; a resume
+    // (`runOn`) lets it run at wall speed until a reading says where the sound is.
+    void jump(double wall, double ms, double from, bool runOn);
+    // Takes in a reading and gives the position; never beyond `cap`, what can have been heard
+    double read(const Reading& reading, double cap);
+
+private:
+    // Device time heard minus wall time, per reading. Outputs with a fixed latency are read
+    // late by however long after a mixer update the reading came, so only the latest-looking
+    // readings tell the truth (the best of each quarter second of the last eight is kept: at
+    // ten frames a second it takes that many to meet a punctual one). Outputs whose latency
+    // is measured at the moment of asking (a sound server) are right but for rare outliers;
+    // there the middle of the last few counts, which follows a dropout within three readings.
+    static const int BUCKETS = 32;
+    static const int RECENT = 5;
+    struct Bucket {
+        long long index;  // which quarter second of the steady clock
+        double offset;
+    };
+    Bucket buckets[BUCKETS];
+    int bucketCount;      // buckets filled so far, the newest at `bucketCount - 1` modulo BUCKETS
+    double recent[RECENT];
+    int recentCount;
+    bool live;            // the latency changed between two readings of one device moment
+    double lastDevice, lastLatency;
+
+    double from;          // where the source started again, in track ms
+    bool anchored;        // a reading since then, so that `anchor` means something
+    double anchor;        // track ms minus device ms while the source plays on
+    bool runOn;
+    double lastWall;
+
+    void learn(const Reading& reading);
+    // Device time heard minus wall time, as well as the readings tell; false without any
+    bool deviceOffset(double& offset) const;
+};

@@ -1,0 +1,71 @@
+// The window across video-mode changes: depths SDL's 1.2 layer refuses, and F1 under a real
+// window manager, which Xvfb alone cannot show.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+
+#include "tests/support/fixture.h"
+#include "tests/support/program.h"
+
+using fixture::Directory;
+using program::Program;
+
+namespace {
+
+std::string geometry(Program& program)
+{
+    std::smatch match;
+    std::string reported = program.xdotool("getwindowgeometry %w");
+    return std::regex_search(reported, match, std::regex(R"(Geometry: (\d+x\d+))")) ? match[1].str() : reported;
+}
+
+// Whether the window's size becomes `size` ("800x600") and is still that a second later: the
+// resize events that follow a toggle must not undo it.
+bool settlesAt(Program& program, const std::string& size)
+{
+    program::waitFor(5, [&] { return geometry(program) == size; });
+    program::waitFor(1, [] { return false; });
+    return geometry(program) == size;
+}
+
+TEST(ColourDepth, FifteenAndInvalidDepthsSurviveAResize)
+{
+    for (const char* bpp : {"15", "12"}) {
+        Directory directory;
+        // Debug mode opens at the current depth; -b reaches the next video mode, a resize's.
+        Program program(directory, {"-b", bpp});
+        program.start();
+        ASSERT_TRUE(program.waitForLog("Demo: Starting now!")) << program.err();
+        program.xdotool("windowsize %w 640 480");
+        ASSERT_TRUE(program.waitForLog("OpenGL: resize: 640x480")) << program.err();
+        program.key("Escape");
+        EXPECT_EQ(program.wait().status, 0) << "-b " << bpp << ": " << program.err();
+        std::string log = program.log();
+        bool reported = log.find("Invalid BPP, must be 8, 15, 16, 24 or 32. Trying current bpp.",
+                                 log.find("Window: Resize: 640x480")) != std::string::npos;
+        EXPECT_EQ(reported, std::string(bpp) == "12") << "-b " << bpp;
+    }
+}
+
+TEST(Window, F1LeavesAFullscreenStartAndComesBack)
+{
+    Directory directory;
+    directory.config({{"FULLSCREEN", "true"}, {"DEBUG", "false"}});
+    Program program(directory);
+    // Openbox leaves with the program's X server; it says it is up by writing a file.
+    std::system(("DISPLAY=" + program.display() + " openbox --startup 'touch " + directory.file("wm") +
+                 "' >/dev/null 2>&1 &").c_str());
+    ASSERT_TRUE(program::waitFor(15, [&] { return std::filesystem::exists(directory.file("wm")); }));
+    program.start();
+    ASSERT_TRUE(settlesAt(program, "1280x1024")) << "fullscreen on the 1280 x 1024 display";
+    program.key("F1");
+    EXPECT_TRUE(settlesAt(program, "800x600")) << "windowed";
+    program.key("F1");
+    EXPECT_TRUE(settlesAt(program, "1280x1024")) << "fullscreen again";
+    program.key("Escape");
+    EXPECT_EQ(program.wait().status, 0) << program.err();
+}
+
+}  // namespace

@@ -1,0 +1,121 @@
+// The clock fed with the readings of a simulated output: its mixer runs a 23.22 ms period
+// ahead of the ear, and it reports its latency either fixed (read late between mixer updates,
+// as OpenAL's null output) or measured at the moment of asking (a sound server).
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "framework/clock.h"
+
+namespace {
+
+class Output {
+public:
+    explicit Output(bool live) : live(live) {}
+
+    // Device ms heard at `wall` is wall + offset; the mixer has mixed up to the period boundary
+    // a latency ahead of that.
+    double mixed(double wall) const { return std::floor((wall + offset + LATENCY) / PERIOD) * PERIOD; }
+    double heard(double wall) const { return track + (wall + offset - start); }
+
+    // A frame at `wall`: the output read (`optimism` ms too early a latency), the clock's answer
+    double frame(double wall, double optimism = 0)
+    {
+        double device = mixed(wall);
+        double latency = (live ? device - (wall + offset) : LATENCY) - optimism;
+        double source = track + std::max(0.0, device - start);
+        last = clock.read({wall, device, latency, playing, source}, INFINITY);
+        return last;
+    }
+    // The device watched closely before the track starts, as the music does when it opens it
+    void watch()
+    {
+        playing = false;
+        for (double wall = -100; wall < 0; wall += 0.25) frame(wall);
+        playing = true;
+    }
+    // Watched, started at 0 and played for two seconds at 60 frames a second
+    void playTwoSeconds(double& back)
+    {
+        watch();
+        restart(0, 0, false);
+        worst(0, 2000, 60, back);
+    }
+    // The source starts again at the track's `ms` with the mixer's next period
+    void restart(double wall, double ms, bool resume)
+    {
+        start = mixed(wall);
+        track = ms;
+        clock.jump(wall, resume ? clock.held : ms, ms, resume);
+    }
+    // Frames at `fps` from `from` to `to`; the worst distance from what is heard and any step back
+    double worst(double from, double to, double fps, double& back)
+    {
+        double worst = 0;
+        for (double wall = from; wall < to; wall += 1000 / fps) {
+            double before = last;
+            worst = std::max(worst, std::fabs(frame(wall) - heard(wall)));
+            back = std::max(back, before - last);
+        }
+        return worst;
+    }
+
+    static constexpr double PERIOD = 23.22, LATENCY = 47.44;
+    bool live, playing = true;
+    double offset = -1000, start = 0, track = 0, last = 0;
+    Clock clock;
+};
+
+}  // namespace
+
+TEST(Clock, FromATenthOfASecondAfterAStartOrSeekItIsWithinTwoMillisecondsOfTheSound)
+{
+    for (bool live : {false, true}) {
+        for (double fps : {60.0, 10.0}) {
+            Output output(live);
+            double back = 0;
+            output.watch();
+            output.restart(0, 0, false);
+            EXPECT_LE(output.worst(100, 3000, fps, back), 2.0) << live << " " << fps;
+            output.restart(3000, 20000, false);
+            EXPECT_EQ(output.frame(3000), 20000) << "a seek reads back exactly";
+            output.worst(3000, 3100, fps, back);
+            EXPECT_LE(output.worst(3100, 6000, fps, back), 2.0) << live << " " << fps;
+            EXPECT_EQ(back, 0) << "never backwards";
+        }
+    }
+}
+
+TEST(Clock, ResumeRunsOnFromTheFrozenValueAndCatchesUpWithinATenthOfASecond)
+{
+    Output output(false);
+    double back = 0;
+    output.playTwoSeconds(back);
+    output.clock.frozen = true;
+    double frozen = output.frame(2010), paused = output.track + output.mixed(2010) - output.start;
+    output.worst(2010, 3000, 60, back);
+    EXPECT_EQ(output.last, frozen);
+
+    output.clock.frozen = false;
+    output.restart(3000, paused, true);  // the sound goes on from where the mixer stopped
+    for (double wall = 3000 + 50 / 3.0, before = frozen; wall < 3100; wall += 50 / 3.0) {
+        EXPECT_LE(output.frame(wall) - before, 25.0) << "half a frame at most beyond the frame, at " << wall;
+        before = output.last;
+    }
+    EXPECT_LE(output.worst(3100, 4000, 60, back), 2.0);
+    EXPECT_EQ(back, 0);
+}
+
+TEST(Clock, ALiveOutputOutlastsAnOptimisticReadingAndFollowsADropout)
+{
+    Output output(true);
+    double back = 0;
+    output.playTwoSeconds(back);
+    EXPECT_LE(output.frame(2000, 40) - output.heard(2000), 2.0) << "one reading 40 ms early";
+    EXPECT_LE(output.worst(2016, 3000, 60, back), 2.0);
+
+    output.offset -= 67;  // the sound stands for 67 ms and goes on that much later
+    output.worst(3000, 3167, 60, back);
+    EXPECT_LE(output.worst(3167, 5000, 60, back), 2.0);
+    EXPECT_EQ(back, 0);
+}
