@@ -20,6 +20,7 @@
 #include "texturemanager.h"
 #include "timeline.h"
 #include "timer.h"
+#include "watcher.h"
 #include "window.h"
 
 static const char* const scheduleFile = "data/demo.lua";
@@ -113,7 +114,10 @@ void Demo::setPause(bool pause)
 void Demo::update()
 {
     events.update();
-    if (Config::debug) debug();
+    if (Config::debug) {
+        watcher.update();  // a save acts like a key press, between the events and the frame
+        debug();
+    }
     // A paused frame only handles events: no swap, no sleep, no drawing.
     if (paused) return;
 
@@ -222,6 +226,7 @@ void Demo::info()
          << "Time: " << timer.getPositionMinute() << ":" << timer.getPositionSecond() << "/"
          << static_cast<double>(length / 60000) << ":" << static_cast<double>((length / 1000) % 60)
          << " - FPS: " << rateText(fps.get());
+    if (!watcher.error.empty()) line << " - " << watcher.error;
     window.setTitle(line.str());
 }
 
