@@ -28,6 +28,7 @@
 #include "framework/timeline.h"
 #include "framework/timer.h"
 #include "framework/utils.h"
+#include "framework/watcher.h"
 #include "framework/window.h"
 #include "scenes/credits.h"
 #include "scenes/greets.h"
@@ -73,6 +74,9 @@ Demo demo;
 Effects effects;
 Math math;
 Primitives primitives;
+// Not one of the start-up modules: it only acts from the director's frames, so it comes after
+// every global it reaches (the log, the managers, the Lua state, the director) and goes first.
+Watcher watcher;
 
 int main(int argc, char** argv)
 {

@@ -20,6 +20,7 @@
 #include "texturemanager.h"
 #include "timeline.h"
 #include "timer.h"
+#include "watcher.h"
 #include "window.h"
 
 static const char* const scheduleFile = "data/demo.lua";
@@ -90,6 +91,7 @@ void Demo::releaseScenes()
 
 void Demo::start()
 {
+    if (Config::debug) watcher.start();
     logger << "Demo: Starting now!" << std::endl;
     running = true;
     paused = false;
@@ -113,7 +115,10 @@ void Demo::setPause(bool pause)
 void Demo::update()
 {
     events.update();
-    if (Config::debug) debug();
+    if (Config::debug) {
+        watcher.update();  // a save acts like a key press, between the events and the frame
+        debug();
+    }
     // A paused frame only handles events: no swap, no sleep, no drawing.
     if (paused) return;
 
@@ -222,6 +227,7 @@ void Demo::info()
          << "Time: " << timer.getPositionMinute() << ":" << timer.getPositionSecond() << "/"
          << static_cast<double>(length / 60000) << ":" << static_cast<double>((length / 1000) % 60)
          << " - FPS: " << rateText(fps.get());
+    if (!watcher.error.empty()) line << " - " << watcher.error;
     window.setTitle(line.str());
 }
 

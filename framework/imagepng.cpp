@@ -50,8 +50,9 @@ static void quietWarning(png_structp, png_const_charp message)
     logger << "Image: libpng warning: " << message << std::endl;
 }
 
-// libpng jumps back here on a decoding error; everything it allocated is released here.
-static Image* decode(FILE* file, const std::string& filename)
+// libpng jumps back here on a decoding error; everything it allocated is released here. An
+// unusable colour type sets `error`; a decoding error returns null and leaves it empty.
+static Image* decode(FILE* file, const std::string& filename, std::string& error)
 {
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, quietError, quietWarning);
     if (!png) return nullptr;
@@ -89,7 +90,8 @@ static Image* decode(FILE* file, const std::string& filename)
     int components = componentsOf(type, format);
     if (components == 0) {
         png_destroy_read_struct(&png, &info, nullptr);
-        fatal("Image: Components error...");
+        error = "Image: Components error...";
+        return nullptr;
     }
     logger << "Image: " << filename << " info: width=" << width << ", height=" << height << ", color=" << format
            << ", components=" << components << std::endl;
@@ -112,21 +114,45 @@ static Image* decode(FILE* file, const std::string& filename)
     return image;
 }
 
-Image* ImagePNG::load(std::string filename)
+// Opens and decodes the file. What ends a load (a missing file, not a PNG, an unusable colour
+// type) comes back in `error`; a decoding error returns null with `error` left empty.
+static Image* read(const std::string& filename, std::string& error)
 {
-    logger << "Image: Loading " << filename << std::endl;
     FILE* file = fopen(filename.c_str(), "rb");
-    if (!file) fatal("Image: Error! " + filename + " does not exist!");
+    if (!file) {
+        error = "Image: Error! " + filename + " does not exist!";
+        return nullptr;
+    }
 
     png_byte signature[8] = {0};
     size_t got = fread(signature, 1, sizeof(signature), file);
     rewind(file);
-    if (got != sizeof(signature) || png_sig_cmp(signature, 0, sizeof(signature)) != 0) {
-        fclose(file);
-        fatal("Image: Error! " + filename + " is not a png file!");
-    }
-
-    Image* image = decode(file, filename);
+    Image* image = nullptr;
+    if (got != sizeof(signature) || png_sig_cmp(signature, 0, sizeof(signature)) != 0)
+        error = "Image: Error! " + filename + " is not a png file!";
+    else
+        image = decode(file, filename, error);
     fclose(file);
     return image;
+}
+
+Image* ImagePNG::load(std::string filename)
+{
+    logger << "Image: Loading " << filename << std::endl;
+    std::string error;
+    Image* image = read(filename, error);
+    if (!error.empty()) fatal(error);
+    return image;
+}
+
+bool ImagePNG::decodes(std::string filename, std::string& error)
+{
+    Image* image = read(filename, error);
+    if (!image) {
+        if (error.empty()) error = "Image: Error! " + filename + " could not be decoded!";
+        return false;
+    }
+    image->releaseData();
+    delete image;
+    return true;
 }

@@ -20,14 +20,22 @@ Script::Script()
 
 Script::~Script() { lua_close(state); }
 
-bool Script::load(std::string file)
+// Compiles and runs `file` in `state`: "" on success, else the message a failed load ends with.
+static std::string run(lua_State* state, const std::string& file)
 {
-    if (luaL_loadfile(state, file.c_str()) == 0 && lua_pcall(state, 0, LUA_MULTRET, 0) == 0) return true;
+    if (luaL_loadfile(state, file.c_str()) == 0 && lua_pcall(state, 0, LUA_MULTRET, 0) == 0) return "";
 
     // The message sits at the bottom of the stack only when the chunks before returned
     // nothing; results that a script left there are reported instead, as they always were.
     const char* message = lua_tostring(state, 1);
-    fatal(std::string("Script: Error! ") + (message ? message : "(error object is not a string)"));
+    return std::string("Script: Error! ") + (message ? message : "(error object is not a string)");
+}
+
+bool Script::load(std::string file)
+{
+    std::string error = run(state, file);
+    if (!error.empty()) fatal(error);
+    return true;
 }
 
 bool Script::getBool(std::string name)
@@ -98,4 +106,26 @@ int addSceneToTimeline(lua_State* state)
     // Through the text form on purpose: 15.9 gives 15, "0x10" gives 0, 1e+15 gives 1.
     demo.addSceneToTimeline(name, toInt(start), toInt(end));
     return 1;
+}
+
+// The scratch state's addSceneToTimeline: the same arguments are required, and a name that no
+// scene is registered under is a script error at the line of the call instead of the end.
+static int checkScene(lua_State* state)
+{
+    const char* name = argumentText(state, 1, "name");
+    argumentText(state, 2, "start");
+    argumentText(state, 3, "end");
+    if (demo.scenes.find(name) == demo.scenes.end())
+        luaL_error(state, "addSceneToTimeline: no scene is registered as %s", name);
+    return 0;
+}
+
+bool Script::check(std::string file, std::string& error)
+{
+    lua_State* scratch = luaL_newstate();
+    luaL_openlibs(scratch);
+    lua_register(scratch, "addSceneToTimeline", checkScene);
+    error = run(scratch, file);
+    lua_close(scratch);
+    return error.empty();
 }

@@ -26,6 +26,10 @@ public:
 
     // Calls a global Lua function without arguments, unprotected
     void runFunction(std::string name);
+
+    // Runs the file in a scratch state, where addSceneToTimeline only checks its arguments and
+    // the scene's name; false with the message that load() would have ended the program with
+    bool check(std::string file, std::string& error);
 };
 
 extern Script script;

@@ -18,18 +18,30 @@ Shader::~Shader()
     delete[] fragmentSource;
 }
 
-char* Shader::loadFile(const char* filename)
+// The whole file as a new NUL-terminated array, or null with the message that ends a load.
+static char* readSource(const char* filename, std::string& error)
 {
     logger << "Shader: Loading file: " << filename << std::endl;
     std::ifstream file(filename);
     std::stringstream text;
     text << file.rdbuf();
     file.close();
-    if (file.fail()) fatal(std::string("Shader: Error! ") + filename + " does not exist!");
+    if (file.fail()) {
+        error = std::string("Shader: Error! ") + filename + " does not exist!";
+        return nullptr;
+    }
 
     std::string content = text.str();
     char* source = new char[content.size() + 1];
     memcpy(source, content.c_str(), content.size() + 1);
+    return source;
+}
+
+char* Shader::loadFile(const char* filename)
+{
+    std::string error;
+    char* source = readSource(filename, error);
+    if (!source) fatal(error);
     return source;
 }
 
@@ -54,51 +66,6 @@ static void compile(bool core, unsigned int shader, const char* source)
     }
 }
 
-void Shader::init(std::string, const char* vertexFile, const char* fragmentFile)
-{
-    vertexSource = loadFile(vertexFile);
-    fragmentSource = loadFile(fragmentFile);
-
-    bool core = coreShaders();
-    if (core) {
-        logger << "Shader: Using OpenGL 2.0 shader." << std::endl;
-    } else if (arbShaders()) {
-        logger << "Shader: Using OpenGL ARB shader! - NOT DONE YET!" << std::endl;
-    } else {
-        logger << "Shader: GLSL is not supported!" << std::endl;
-        return;
-    }
-
-    logger << "Shader: Creating vertex shader object: " << vertexFile << std::endl;
-    vertexShader = createShader(core, GL_VERTEX_SHADER);
-    logger << "Shader: Attatching vertex shader source (" << vertexFile << ") to shader object: " << vertexShader
-           << std::endl;
-    logger << "Shader: Compiling vertex shader: " << vertexFile << std::endl;
-    compile(core, vertexShader, vertexSource);
-    validateShader(vertexShader);
-
-    logger << "Shader: Creating fragment shader object: " << fragmentFile << std::endl;
-    fragmentShader = createShader(core, GL_FRAGMENT_SHADER);
-    // This line has always named the vertex file, with two blanks before the parenthesis.
-    logger << "Shader: Attatching fragment shader source  (" << vertexFile << ") to shader object: " << fragmentShader
-           << std::endl;
-    logger << "Shader: Compiling fragment shader: " << fragmentFile << std::endl;
-    compile(core, fragmentShader, fragmentSource);
-    validateShader(fragmentShader);
-
-    logger << "Shader: Creating program object: " << program << std::endl;
-    program = core ? glCreateProgram() : glCreateProgramObjectARB();
-    logger << "Shader: Attaching vertex shader source (" << vertexFile << ") to program object: " << program
-           << std::endl;
-    core ? glAttachShader(program, vertexShader) : glAttachObjectARB(program, vertexShader);
-    logger << "Shader: Attaching fragment shader source (" << fragmentFile << ") to program object: " << program
-           << std::endl;
-    core ? glAttachShader(program, fragmentShader) : glAttachObjectARB(program, fragmentShader);
-    logger << "Shader: Linking program object: " << program << std::endl;
-    core ? glLinkProgram(program) : glLinkProgramARB(program);
-    validateProgram(program);
-}
-
 // Reports one line to the log and standard error alike.
 static void report(const std::string& line)
 {
@@ -119,10 +86,12 @@ static GLint objectValue(PFNGLGETSHADERIVPROC core, unsigned int object, GLenum 
 }
 
 // Any info log at all, warnings included, ends the program: shaders ship clean or not at all.
-static void failOnInfoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOGPROC coreLog, unsigned int object)
+// False, with the message the program ends with, when there is one.
+static bool withoutInfoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOGPROC coreLog, unsigned int object,
+                           std::string& error)
 {
     GLint length = objectValue(coreValue, object, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB);
-    if (length < 1) return;
+    if (length < 1) return true;
     std::string text(static_cast<size_t>(length), '\0');
     if (coreShaders())
         coreLog(object, length, nullptr, &text[0]);
@@ -130,18 +99,20 @@ static void failOnInfoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOGP
         glGetInfoLogARB(object, length, nullptr, &text[0]);
     text.resize(strlen(text.c_str()));
     logger << "Shader: Info log: " << std::endl << text << std::endl;
-    fatal("Shader: Info log: \n" + text);
+    error = "Shader: Info log: \n" + text;
+    return false;
 }
 
-void Shader::validateShader(unsigned int shader)
+// The checks of validateShader and validateProgram, handing back what would end the program.
+static bool shaderPasses(unsigned int shader, std::string& error)
 {
     logger << "Shader: Validating shader: " << shader << std::endl;
     if (!objectValue(glGetShaderiv, shader, GL_COMPILE_STATUS, GL_OBJECT_COMPILE_STATUS_ARB))
         report("Shader: Error compiling " + std::to_string(shader));
-    failOnInfoLog(glGetShaderiv, glGetShaderInfoLog, shader);
+    return withoutInfoLog(glGetShaderiv, glGetShaderInfoLog, shader, error);
 }
 
-void Shader::validateProgram(unsigned int program)
+static bool programPasses(unsigned int program, std::string& error)
 {
     logger << "Shader: Validating program: " << program << std::endl;
     coreShaders() ? glValidateProgram(program) : glValidateProgramARB(program);
@@ -149,7 +120,72 @@ void Shader::validateProgram(unsigned int program)
         report("Shader: Error validating program " + std::to_string(program));
     if (!objectValue(glGetProgramiv, program, GL_LINK_STATUS, GL_OBJECT_LINK_STATUS_ARB))
         report("Shader: Error linking program " + std::to_string(program));
-    failOnInfoLog(glGetProgramiv, glGetProgramInfoLog, program);
+    return withoutInfoLog(glGetProgramiv, glGetProgramInfoLog, program, error);
+}
+
+void Shader::init(std::string, const char* vertexFile, const char* fragmentFile)
+{
+    std::string error;
+    if (!build(vertexFile, fragmentFile, error)) fatal(error);
+}
+
+bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string& error)
+{
+    vertexSource = readSource(vertexFile, error);
+    if (!vertexSource) return false;
+    fragmentSource = readSource(fragmentFile, error);
+    if (!fragmentSource) return false;
+
+    bool core = coreShaders();
+    if (core) {
+        logger << "Shader: Using OpenGL 2.0 shader." << std::endl;
+    } else if (arbShaders()) {
+        logger << "Shader: Using OpenGL ARB shader! - NOT DONE YET!" << std::endl;
+    } else {
+        logger << "Shader: GLSL is not supported!" << std::endl;
+        return true;
+    }
+
+    logger << "Shader: Creating vertex shader object: " << vertexFile << std::endl;
+    vertexShader = createShader(core, GL_VERTEX_SHADER);
+    logger << "Shader: Attatching vertex shader source (" << vertexFile << ") to shader object: " << vertexShader
+           << std::endl;
+    logger << "Shader: Compiling vertex shader: " << vertexFile << std::endl;
+    compile(core, vertexShader, vertexSource);
+    if (!shaderPasses(vertexShader, error)) return false;
+
+    logger << "Shader: Creating fragment shader object: " << fragmentFile << std::endl;
+    fragmentShader = createShader(core, GL_FRAGMENT_SHADER);
+    // This line has always named the vertex file, with two blanks before the parenthesis.
+    logger << "Shader: Attatching fragment shader source  (" << vertexFile << ") to shader object: " << fragmentShader
+           << std::endl;
+    logger << "Shader: Compiling fragment shader: " << fragmentFile << std::endl;
+    compile(core, fragmentShader, fragmentSource);
+    if (!shaderPasses(fragmentShader, error)) return false;
+
+    logger << "Shader: Creating program object: " << program << std::endl;
+    program = core ? glCreateProgram() : glCreateProgramObjectARB();
+    logger << "Shader: Attaching vertex shader source (" << vertexFile << ") to program object: " << program
+           << std::endl;
+    core ? glAttachShader(program, vertexShader) : glAttachObjectARB(program, vertexShader);
+    logger << "Shader: Attaching fragment shader source (" << fragmentFile << ") to program object: " << program
+           << std::endl;
+    core ? glAttachShader(program, fragmentShader) : glAttachObjectARB(program, fragmentShader);
+    logger << "Shader: Linking program object: " << program << std::endl;
+    core ? glLinkProgram(program) : glLinkProgramARB(program);
+    return programPasses(program, error);
+}
+
+void Shader::validateShader(unsigned int shader)
+{
+    std::string error;
+    if (!shaderPasses(shader, error)) fatal(error);
+}
+
+void Shader::validateProgram(unsigned int program)
+{
+    std::string error;
+    if (!programPasses(program, error)) fatal(error);
 }
 
 // Called while drawing, so the cheap GLEW flags rather than a version-string look-up. Without

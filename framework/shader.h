@@ -17,6 +17,7 @@ public:
 
     // The whole file as a new NUL-terminated array; a missing file is fatal
     char* loadFile(const char* filename);
+    // Loads, compiles, links and validates the pair; whatever build() stops at ends the program
     void init(std::string name, const char* vertexFile, const char* fragmentFile);
     void validateShader(unsigned int shader);
     void validateProgram(unsigned int program);
@@ -54,4 +55,7 @@ public:
     bool setVertexAttrib4fv(const char* name, float* value);
 
     void release();
+
+    // Everything init does, stopping where init would end the program: false, with that message
+    bool build(const char* vertexFile, const char* fragmentFile, std::string& error);
 };

@@ -12,16 +12,23 @@
 // Plain text, not a std::string: it is used while the globals are still being constructed.
 static const char* const shaderDirectory = "data/shaders/";
 
-void Shadermanager::loadShaders()
+static const char* const unevenCount = "Shader manager: Error! File count is not even!";
+
+// Both halves of every pair, each list in byte-wise order: its i-th entries form one shader.
+static void listPairs(std::vector<std::string>& vertexFiles, std::vector<std::string>& fragmentFiles)
 {
-    std::vector<std::string> vertexFiles, fragmentFiles;
     utils.iterateDirectory(shaderDirectory, ".vert", vertexFiles);
     utils.iterateDirectory(shaderDirectory, ".frag", fragmentFiles);
     std::sort(vertexFiles.begin(), vertexFiles.end());
     std::sort(fragmentFiles.begin(), fragmentFiles.end());
+}
 
+void Shadermanager::loadShaders()
+{
+    std::vector<std::string> vertexFiles, fragmentFiles;
+    listPairs(vertexFiles, fragmentFiles);
     loader.addSteps(static_cast<int>(vertexFiles.size()));
-    if (vertexFiles.size() != fragmentFiles.size()) fatal("Shader manager: Error! File count is not even!");
+    if (vertexFiles.size() != fragmentFiles.size()) fatal(unevenCount);
 
     for (size_t i = 0; i < vertexFiles.size(); i++) {
         std::string name = vertexFiles[i].substr(0, vertexFiles[i].size() - 5);  // without ".vert"
@@ -54,4 +61,26 @@ void Shadermanager::freeShaders()
         delete it->second;
     }
     shaders.clear();
+}
+
+bool Shadermanager::check(std::string& error)
+{
+    std::vector<std::string> vertexFiles, fragmentFiles;
+    listPairs(vertexFiles, fragmentFiles);
+    if (vertexFiles.size() != fragmentFiles.size()) {
+        error = unevenCount;
+        return false;
+    }
+    for (size_t i = 0; i < vertexFiles.size(); i++) {
+        std::string vertexPath = shaderDirectory + vertexFiles[i];
+        std::string fragmentPath = shaderDirectory + fragmentFiles[i];
+        Shader probe;
+        bool built = probe.build(vertexPath.c_str(), fragmentPath.c_str(), error);
+        probe.release();
+        if (!built) {
+            error = vertexPath + ", " + fragmentPath + ": " + error;
+            return false;
+        }
+    }
+    return true;
 }

@@ -15,6 +15,10 @@ public:
     // Null, with a log line, for an unknown name
     Shader* getShader(std::string name);
     void freeShaders();
+
+    // Builds every pair as loadShaders would and deletes it again; false with the pair and the
+    // message that loadShaders would have ended the program with
+    bool check(std::string& error);
 };
 
 extern Shadermanager shadermanager;

@@ -23,10 +23,17 @@ static std::map<std::string, unsigned int>& retired()
     return names;
 }
 
-void Texturemanager::loadImages()
+// The bare names of every picture, in listing order.
+static std::vector<std::string> listImages()
 {
     std::vector<std::string> files;
     utils.iterateDirectory(textureDirectory, ".png", files);
+    return files;
+}
+
+void Texturemanager::loadImages()
+{
+    std::vector<std::string> files = listImages();
     loader.addSteps(static_cast<int>(files.size()) * 2);  // one to decode, one to upload
 
     ImagePNG png;
@@ -123,4 +130,13 @@ void Texturemanager::clearImages()
         delete it->second;
     }
     textures.clear();
+}
+
+bool Texturemanager::check(std::string& error)
+{
+    std::vector<std::string> files = listImages();
+    ImagePNG png;
+    for (size_t i = 0; i < files.size(); i++)
+        if (!png.decodes(textureDirectory + files[i], error)) return false;
+    return true;
 }

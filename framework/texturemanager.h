@@ -24,6 +24,9 @@ public:
     void unbind();
     void clearTextureUnits();
     void clearImages();
+
+    // Decodes every picture as loadImages would, keeping none; false with the first failure
+    bool check(std::string& error);
 };
 
 extern Texturemanager texturemanager;

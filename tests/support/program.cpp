@@ -12,6 +12,8 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
 
 namespace program {
 
@@ -68,6 +70,7 @@ Program::Program(const fixture::Directory& directory, std::vector<std::string> a
 
 Program::~Program()
 {
+    if (x) XCloseDisplay(x);
     if (pid > 0 && !finished) {
         kill(pid, SIGKILL);
         waitpid(pid, nullptr, 0);
@@ -153,6 +156,19 @@ std::string Program::window()
 }
 
 std::string Program::title() { return xdotool("getwindowname " + window()); }
+
+fixture::Rgba Program::centre()
+{
+    if (!x) x = XOpenDisplay(server.name().c_str());
+    Window drawable = std::stoul(window());
+    XWindowAttributes attributes;
+    if (!x || !XGetWindowAttributes(x, drawable, &attributes)) return {0, 0, 0, 0};
+    XImage* image = XGetImage(x, drawable, attributes.width / 2, attributes.height / 2, 1, 1, AllPlanes, ZPixmap);
+    if (!image) return {0, 0, 0, 0};
+    unsigned long pixel = XGetPixel(image, 0, 0);
+    XDestroyImage(image);
+    return {static_cast<uint8_t>(pixel >> 16), static_cast<uint8_t>(pixel >> 8), static_cast<uint8_t>(pixel), 255};
+}
 
 // Keys go to the focused window (XTEST): SDL ignores events sent to a window directly.
 void Program::key(const std::string& keys)

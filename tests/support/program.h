@@ -9,6 +9,8 @@
 
 #include "tests/support/fixture.h"
 
+struct _XDisplay;
+
 namespace program {
 
 // Polls `ready` every 20 ms until it holds or `seconds` have passed; the one wait of the suite
@@ -54,6 +56,8 @@ public:
     const std::string& display() const { return server.name(); }
     std::string window();
     std::string title();
+    // The colour at the centre of the window as the X server shows it
+    fixture::Rgba centre();
     void key(const std::string& keys);  // xdotool key names: "space", "shift+Left", "Escape"
     // Runs xdotool with these arguments on the program's display, "%w" standing for the
     // program's window; returns its output
@@ -67,6 +71,7 @@ private:
     bool finished = false;
     Result result;
     std::string windowId;
+    struct _XDisplay* x = nullptr;  // a connection to the server, opened by centre()
 };
 
 // Starts the program and waits for its end

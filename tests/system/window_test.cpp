@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <regex>
+#include <thread>
 
 #include "tests/support/fixture.h"
 #include "tests/support/program.h"
@@ -26,7 +27,7 @@ std::string geometry(Program& program)
 bool settlesAt(Program& program, const std::string& size)
 {
     program::waitFor(5, [&] { return geometry(program) == size; });
-    program::waitFor(1, [] { return false; });
+    std::this_thread::sleep_for(std::chrono::seconds(1));
     return geometry(program) == size;
 }
 
