@@ -1,0 +1,214 @@
+// Encoder: libavcodec encodes (libx264 for H.264, FFmpeg's native AAC encoder), libswscale
+// turns OpenGL's RGBA rows into yuv420p, libswresample brings the track to 48 kHz stereo, and
+// libavformat muxes MP4. Errors from any of them end the capture with the library's words.
+#include "capture/encoder.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/audio_fifo.h>
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+#include <algorithm>  // Required for: std::min()
+
+#include "capture/failure.h"
+
+// What video sites and players expect of the sound
+static const int OUTPUT_RATE = 48000;
+static const int AUDIO_BITRATE = 192000;
+// Quality, not size, decides: 18 keeps the dithered gradients of the pictures free of bands.
+static const char* const VIDEO_CRF = "18";
+static const char* const VIDEO_PRESET = "veryfast";
+
+// Ends the capture when an FFmpeg call failed
+static void check(int result, const std::string& what)
+{
+    if (result >= 0) return;
+    char text[AV_ERROR_MAX_STRING_SIZE] = {0};
+    av_strerror(result, text, sizeof(text));
+    fail(what + ": " + text);
+}
+
+template <typename T>
+static T* need(T* made, const std::string& what)
+{
+    if (!made) fail(what + ": out of memory or not available");
+    return made;
+}
+
+Encoder::Encoder(const std::string& path, int width, int height, int fps, int sampleRate, int channels,
+                 int audioMs)
+    : format(nullptr), videoCodec(nullptr), audioCodec(nullptr), videoStream(nullptr), audioStream(nullptr),
+      picture(nullptr), sound(nullptr), packet(need(av_packet_alloc(), "packet")), scaler(nullptr),
+      resampler(nullptr), fifo(nullptr), width(width), height(height), pictures(0), samplesOut(0),
+      samplesWanted(static_cast<long long>(audioMs) * OUTPUT_RATE / 1000)
+{
+    av_log_set_level(AV_LOG_ERROR);  // the libraries' reports would bury the progress line
+    check(avformat_alloc_output_context2(&format, nullptr, "mp4", path.c_str()), "cannot write MP4");
+    openVideo(fps);
+    openAudio(sampleRate, channels);
+    check(avio_open(&format->pb, path.c_str(), AVIO_FLAG_WRITE), "cannot write " + path);
+    AVDictionary* muxing = nullptr;
+    av_dict_set(&muxing, "movflags", "+faststart", 0);  // the index before the data
+    check(avformat_write_header(format, &muxing), "cannot write " + path);
+    av_dict_free(&muxing);
+}
+
+Encoder::~Encoder()
+{
+    if (format) avio_closep(&format->pb);
+    avformat_free_context(format);
+    avcodec_free_context(&videoCodec);
+    avcodec_free_context(&audioCodec);
+    av_frame_free(&picture);
+    av_frame_free(&sound);
+    av_packet_free(&packet);
+    sws_freeContext(scaler);
+    swr_free(&resampler);
+    if (fifo) av_audio_fifo_free(fifo);
+}
+
+void Encoder::openVideo(int fps)
+{
+    const AVCodec* h264 = avcodec_find_encoder_by_name("libx264");
+    if (!h264) fail("this FFmpeg has no H.264 encoder (libx264)");
+    videoCodec = need(avcodec_alloc_context3(h264), "H.264 encoder");
+    videoCodec->width = width;
+    videoCodec->height = height;
+    videoCodec->pix_fmt = AV_PIX_FMT_YUV420P;
+    videoCodec->time_base = AVRational{1, fps};
+    videoCodec->framerate = AVRational{fps, 1};
+    // High-definition colour, tagged so that every player converts back the same way
+    videoCodec->colorspace = AVCOL_SPC_BT709;
+    videoCodec->color_primaries = AVCOL_PRI_BT709;
+    videoCodec->color_trc = AVCOL_TRC_BT709;
+    videoCodec->color_range = AVCOL_RANGE_MPEG;
+    if (format->oformat->flags & AVFMT_GLOBALHEADER) videoCodec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    av_opt_set(videoCodec->priv_data, "preset", VIDEO_PRESET, 0);
+    av_opt_set(videoCodec->priv_data, "crf", VIDEO_CRF, 0);
+    av_opt_set(videoCodec->priv_data, "profile", "high", 0);
+    check(avcodec_open2(videoCodec, h264, nullptr),
+          "cannot encode " + std::to_string(width) + "x" + std::to_string(height) + " at " + std::to_string(fps) +
+              " fps");
+    videoStream = need(avformat_new_stream(format, nullptr), "video stream");
+    videoStream->time_base = videoCodec->time_base;
+    check(avcodec_parameters_from_context(videoStream->codecpar, videoCodec), "video stream");
+
+    picture = need(av_frame_alloc(), "picture");
+    picture->format = AV_PIX_FMT_YUV420P;
+    picture->width = width;
+    picture->height = height;
+    check(av_frame_get_buffer(picture, 0), "picture");
+    scaler = need(sws_getContext(width, height, AV_PIX_FMT_RGBA, width, height, AV_PIX_FMT_YUV420P,
+                                 SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP, nullptr, nullptr, nullptr),
+                  "colour conversion");
+    const int* bt709 = sws_getCoefficients(SWS_CS_ITU709);
+    sws_setColorspaceDetails(scaler, bt709, 1, bt709, 0, 0, 1 << 16, 1 << 16);
+}
+
+void Encoder::openAudio(int sampleRate, int channels)
+{
+    const AVCodec* aac = avcodec_find_encoder(AV_CODEC_ID_AAC);
+    if (!aac) fail("this FFmpeg has no AAC encoder");
+    audioCodec = need(avcodec_alloc_context3(aac), "AAC encoder");
+    audioCodec->sample_fmt = AV_SAMPLE_FMT_FLTP;
+    audioCodec->sample_rate = OUTPUT_RATE;
+    audioCodec->bit_rate = AUDIO_BITRATE;
+    audioCodec->time_base = AVRational{1, OUTPUT_RATE};
+    AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
+    check(av_channel_layout_copy(&audioCodec->ch_layout, &stereo), "AAC encoder");
+    if (format->oformat->flags & AVFMT_GLOBALHEADER) audioCodec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    check(avcodec_open2(audioCodec, aac, nullptr), "cannot encode AAC");
+    audioStream = need(avformat_new_stream(format, nullptr), "audio stream");
+    audioStream->time_base = audioCodec->time_base;
+    check(avcodec_parameters_from_context(audioStream->codecpar, audioCodec), "audio stream");
+
+    AVChannelLayout input;
+    av_channel_layout_default(&input, channels);
+    check(swr_alloc_set_opts2(&resampler, &stereo, AV_SAMPLE_FMT_FLTP, OUTPUT_RATE, &input, AV_SAMPLE_FMT_FLT,
+                              sampleRate, 0, nullptr),
+          "cannot convert the track's " + std::to_string(channels) + " channels");
+    check(swr_init(resampler), "cannot resample the track from " + std::to_string(sampleRate) + " Hz");
+    fifo = need(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, 2, audioCodec->frame_size), "sound buffer");
+    sound = need(av_frame_alloc(), "sound");
+    sound->format = AV_SAMPLE_FMT_FLTP;
+    sound->nb_samples = audioCodec->frame_size;
+    sound->sample_rate = OUTPUT_RATE;
+    check(av_channel_layout_copy(&sound->ch_layout, &stereo), "sound");
+    check(av_frame_get_buffer(sound, 0), "sound");
+}
+
+void Encoder::video(const uint8_t* rgba)
+{
+    check(av_frame_make_writable(picture), "picture");
+    // OpenGL hands the bottom row first: start at the last row and step backwards.
+    int stride = width * 4;
+    const uint8_t* top = rgba + static_cast<size_t>(stride) * (height - 1);
+    const int strides[1] = {-stride};
+    sws_scale(scaler, &top, strides, 0, height, picture->data, picture->linesize);
+    picture->pts = pictures++;
+    send(videoCodec, videoStream, picture);
+}
+
+void Encoder::audio(const float* samples, int frames)
+{
+    int room = swr_get_out_samples(resampler, frames);
+    if (static_cast<int>(left.size()) < room) {
+        left.resize(room);
+        right.resize(room);
+    }
+    uint8_t* planes[2] = {reinterpret_cast<uint8_t*>(left.data()), reinterpret_cast<uint8_t*>(right.data())};
+    const uint8_t* in = reinterpret_cast<const uint8_t*>(samples);
+    int converted = swr_convert(resampler, planes, room, samples ? &in : nullptr, frames);
+    check(converted, "cannot resample the track");
+    check(av_audio_fifo_write(fifo, reinterpret_cast<void**>(planes), converted), "sound buffer");
+    while (av_audio_fifo_size(fifo) >= audioCodec->frame_size) encodeSound(audioCodec->frame_size);
+}
+
+void Encoder::encodeSound(int count)
+{
+    // Never past the span: the resampler's tail may round a sample over.
+    count = static_cast<int>(std::min<long long>(count, samplesWanted - samplesOut));
+    if (count <= 0) {
+        av_audio_fifo_drain(fifo, av_audio_fifo_size(fifo));
+        return;
+    }
+    check(av_frame_make_writable(sound), "sound");
+    sound->nb_samples = count;
+    int got = av_audio_fifo_read(fifo, reinterpret_cast<void**>(sound->data), count);
+    check(got, "sound buffer");
+    for (int c = 0; c < 2; c++)
+        std::fill(reinterpret_cast<float*>(sound->data[c]) + got, reinterpret_cast<float*>(sound->data[c]) + count,
+                  0.0f);
+    sound->pts = samplesOut;
+    samplesOut += count;
+    send(audioCodec, audioStream, sound);
+}
+
+void Encoder::finish()
+{
+    audio(nullptr, 0);  // the resampler's last samples
+    while (samplesOut < samplesWanted)
+        encodeSound(static_cast<int>(std::min<long long>(audioCodec->frame_size, samplesWanted - samplesOut)));
+    send(videoCodec, videoStream, nullptr);
+    send(audioCodec, audioStream, nullptr);
+    check(av_write_trailer(format), "cannot complete the file");
+    check(avio_closep(&format->pb), "cannot complete the file");
+}
+
+void Encoder::send(AVCodecContext* codec, AVStream* stream, AVFrame* frame)
+{
+    check(avcodec_send_frame(codec, frame), "cannot encode");
+    int result;
+    while ((result = avcodec_receive_packet(codec, packet)) >= 0) {
+        // Every picture lasts one frame; the last one too, so the video lasts what was asked.
+        if (codec == videoCodec && packet->duration == 0) packet->duration = 1;
+        av_packet_rescale_ts(packet, codec->time_base, stream->time_base);
+        packet->stream_index = stream->index;
+        check(av_interleaved_write_frame(format, packet), "cannot write the file");
+    }
+    if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) check(result, "cannot encode");
+}
