@@ -11,7 +11,7 @@
 #include <cerrno>   // Required for: errno
 #include <csignal>  // Required for: signal(), sig_atomic_t
 #include <cstdio>   // Required for: std::rename()
-#include <cstdlib>  // Required for: setenv(), mkstemp()
+#include <cstdlib>  // Required for: mkstemp()
 #include <cstring>  // Required for: strerror()
 #include <string>
 #include <vector>
@@ -24,11 +24,6 @@
 #include "capture/soundtrack.h"
 #include "framework/music.h"
 #include "framework/script.h"
-
-// Runs before every global of the program, the window among them: SDL's offscreen driver gives
-// the GL context through EGL, so no window opens, with a display or without one. Overwritten,
-// since the SDL 1.2 layer names its own default (x11) there when it is loaded.
-__attribute__((constructor(101))) static void chooseOffscreenVideo() { setenv("SDL_VIDEODRIVER", "offscreen", 1); }
 
 static volatile sig_atomic_t interrupted = 0;
 
