@@ -9,30 +9,17 @@
 // a scratch file, as the capture program does. Prints one line per pass and the cost that
 // reading back and encoding add to drawing.
 #include <GL/glew.h>  // Required for: glFinish()
-#include <sys/resource.h>  // Required for: getrusage()
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#include "bench/clocks.h"
 #include "capture/encoder.h"
 #include "capture/frames.h"
 #include "capture/soundtrack.h"
 
 namespace {
-
-double processorSeconds()
-{
-    rusage usage;
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-double wallSeconds()
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 struct Pass {
     double fps, cpuPerFrame;
@@ -42,9 +29,9 @@ struct Pass {
 template <typename Frame>
 Pass measure(const char* name, long long count, const Frames& frames, Frame frame)
 {
-    double wallStart = wallSeconds(), processorStart = processorSeconds();
+    double wallStart = bench::wallSeconds(), processorStart = bench::processorSeconds();
     for (long long k = 0; k < count; k++) frame(k);
-    double wall = wallSeconds() - wallStart, processor = processorSeconds() - processorStart;
+    double wall = bench::wallSeconds() - wallStart, processor = bench::processorSeconds() - processorStart;
     Pass pass{count / wall, 1000 * processor / count};
     printf("%-8s %4dx%-4d %5lld frames %7.1f fps %7.2f ms wall/frame %7.2f ms CPU/frame\n", name, frames.width,
            frames.height, count, pass.fps, 1000 * wall / count, pass.cpuPerFrame);

@@ -1,5 +1,5 @@
 // Encoder: libavcodec encodes (libx264 for H.264, FFmpeg's native AAC encoder), libswscale
-// turns OpenGL's RGBA rows into yuv420p, libswresample brings the track to 48 kHz stereo, and
+// turns OpenGL's BGRA rows into yuv420p, libswresample brings the track to 48 kHz stereo, and
 // libavformat muxes MP4. Errors from any of them end the capture with the library's words.
 #include "capture/encoder.h"
 
@@ -90,17 +90,12 @@ void Encoder::openVideo(int fps)
     videoCodec->color_primaries = AVCOL_PRI_BT709;
     videoCodec->color_trc = AVCOL_TRC_BT709;
     videoCodec->color_range = AVCOL_RANGE_MPEG;
-    if (format->oformat->flags & AVFMT_GLOBALHEADER) videoCodec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     av_opt_set(videoCodec->priv_data, "preset", VIDEO_PRESET, 0);
     av_opt_set(videoCodec->priv_data, "crf", VIDEO_CRF, 0);
     av_opt_set(videoCodec->priv_data, "x264-params", VIDEO_TUNING, 0);
-    av_opt_set(videoCodec->priv_data, "profile", "high", 0);
-    check(avcodec_open2(videoCodec, h264, nullptr),
-          "cannot encode " + std::to_string(width) + "x" + std::to_string(height) + " at " + std::to_string(fps) +
-              " fps");
-    videoStream = need(avformat_new_stream(format, nullptr), "video stream");
-    videoStream->time_base = videoCodec->time_base;
-    check(avcodec_parameters_from_context(videoStream->codecpar, videoCodec), "video stream");
+    videoStream = addStream(videoCodec, h264,
+                            "cannot encode " + std::to_string(width) + "x" + std::to_string(height) + " at " +
+                                std::to_string(fps) + " fps");
 
     picture = need(av_frame_alloc(), "picture");
     picture->format = AV_PIX_FMT_YUV420P;
@@ -125,11 +120,7 @@ void Encoder::openAudio(int sampleRate, int channels)
     audioCodec->time_base = AVRational{1, OUTPUT_RATE};
     AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
     check(av_channel_layout_copy(&audioCodec->ch_layout, &stereo), "AAC encoder");
-    if (format->oformat->flags & AVFMT_GLOBALHEADER) audioCodec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    check(avcodec_open2(audioCodec, aac, nullptr), "cannot encode AAC");
-    audioStream = need(avformat_new_stream(format, nullptr), "audio stream");
-    audioStream->time_base = audioCodec->time_base;
-    check(avcodec_parameters_from_context(audioStream->codecpar, audioCodec), "audio stream");
+    audioStream = addStream(audioCodec, aac, "cannot encode AAC");
 
     AVChannelLayout input;
     av_channel_layout_default(&input, channels);
@@ -146,12 +137,22 @@ void Encoder::openAudio(int sampleRate, int channels)
     check(av_frame_get_buffer(sound, 0), "sound");
 }
 
-void Encoder::video(const uint8_t* rgba)
+AVStream* Encoder::addStream(AVCodecContext* codec, const AVCodec* encoder, const std::string& failure)
+{
+    if (format->oformat->flags & AVFMT_GLOBALHEADER) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    check(avcodec_open2(codec, encoder, nullptr), failure);
+    AVStream* stream = need(avformat_new_stream(format, nullptr), "stream");
+    stream->time_base = codec->time_base;
+    check(avcodec_parameters_from_context(stream->codecpar, codec), failure);
+    return stream;
+}
+
+void Encoder::video(const uint8_t* bgra)
 {
     check(av_frame_make_writable(picture), "picture");
     // OpenGL hands the bottom row first: start at the last row and step backwards.
     int stride = width * 4;
-    const uint8_t* top = rgba + static_cast<size_t>(stride) * (height - 1);
+    const uint8_t* top = bgra + static_cast<size_t>(stride) * (height - 1);
     const int strides[1] = {-stride};
     sws_scale(scaler, &top, strides, 0, height, picture->data, picture->linesize);
     picture->pts = pictures++;

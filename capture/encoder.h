@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+struct AVCodec;
 struct AVFormatContext;
 struct AVCodecContext;
 struct AVStream;
@@ -23,8 +24,8 @@ public:
     Encoder(const std::string& path, int width, int height, int fps, int sampleRate, int channels, int audioMs);
     ~Encoder();
 
-    // The next picture: 4 bytes per pixel (RGBA), bottom row first, as OpenGL reads it back
-    void video(const uint8_t* rgba);
+    // The next picture: 4 bytes per pixel (BGRA), bottom row first, as OpenGL reads it back
+    void video(const uint8_t* bgra);
     // The next `frames` sample frames of the soundtrack
     void audio(const float* samples, int frames);
     // Drains both encoders and completes the file
@@ -46,6 +47,8 @@ private:
 
     void openVideo(int fps);
     void openAudio(int sampleRate, int channels);
+    // Opens the encoder and gives it a stream in the file; `failure` is the message if it cannot
+    AVStream* addStream(AVCodecContext* codec, const AVCodec* encoder, const std::string& failure);
     void encodeSound(int count);
     void send(AVCodecContext* codec, AVStream* stream, AVFrame* frame);
 };

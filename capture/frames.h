@@ -25,7 +25,7 @@ public:
     void catchUp(const volatile sig_atomic_t& stop);
     // Draws frame k
     void draw(long long k);
-    // The frame just drawn, 4 bytes per pixel (RGBA), bottom row first
+    // The frame just drawn, 4 bytes per pixel (BGRA), bottom row first
     const uint8_t* read();
 
     int width, height;
