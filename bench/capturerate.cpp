@@ -17,6 +17,7 @@
 #include "bench/clocks.h"
 #include "capture/encoder.h"
 #include "capture/frames.h"
+#include "capture/recorder.h"
 #include "capture/soundtrack.h"
 
 namespace {
@@ -64,13 +65,9 @@ int main(int argc, char** argv)
         frames.draw(k);
         glFinish();
     });
-    Pass capture = measure("capture", count, frames, [&](long long k) {
-        frames.draw(k);
-        encoder.video(frames.read());
-        const std::vector<float>& samples = soundtrack.readUntil(frames.time(k + 1));
-        encoder.audio(samples.data(), static_cast<int>(samples.size()) / soundtrack.channels());
-    });
-    encoder.finish();
+    Recorder recorder(frames, encoder, soundtrack);
+    Pass capture = measure("capture", count, frames, [&](long long k) { recorder.record(k); });
+    recorder.finish(to);
     remove(scratch);
     printf("reading back and encoding add %.0f%% to drawing (wall), %.0f%% (CPU)\n", 100 * (bare.fps / capture.fps - 1),
            100 * (capture.cpuPerFrame / bare.cpuPerFrame - 1));

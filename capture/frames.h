@@ -12,6 +12,8 @@
 
 class Frames {
 public:
+    int width, height;
+
     // Registers, schedules and initialises the scenes as the demo does, and renders at this
     // size from now on
     Frames(int width, int height, int fps, int from);
@@ -27,8 +29,6 @@ public:
     void draw(long long k);
     // The frame just drawn, 4 bytes per pixel (BGRA), bottom row first
     const uint8_t* read();
-
-    int width, height;
 
 private:
     int fps, from;

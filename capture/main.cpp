@@ -21,6 +21,7 @@
 #include "capture/frames.h"
 #include "capture/options.h"
 #include "capture/progress.h"
+#include "capture/recorder.h"
 #include "capture/soundtrack.h"
 #include "framework/music.h"
 #include "framework/script.h"
@@ -64,18 +65,14 @@ int main(int argc, char** argv)
     frames.catchUp(interrupted);
 
     long long total = (static_cast<long long>(options.to - options.from) * options.fps + 999) / 1000;
+    Recorder recorder(frames, encoder, soundtrack);
     Progress progress(total);
     for (long long k = 0; k < total && !interrupted; k++) {
-        frames.draw(k);
-        encoder.video(frames.read());
-        const std::vector<float>& samples = soundtrack.readUntil(frames.time(k + 1));
-        encoder.audio(samples.data(), static_cast<int>(samples.size()) / soundtrack.channels());
+        recorder.record(k);
         progress.update(k + 1);
     }
     if (interrupted) fail("interrupted: no file written", 130);
-    const std::vector<float>& rest = soundtrack.readUntil(options.to);
-    encoder.audio(rest.data(), static_cast<int>(rest.size()) / soundtrack.channels());
-    encoder.finish();
+    recorder.finish(options.to);
     progress.finish();
 
     if (interrupted) fail("interrupted: no file written", 130);
