@@ -71,9 +71,9 @@ int main(int argc, char** argv)
         recorder.record(k);
         progress.update(k + 1);
     }
+    progress.finish();
     if (interrupted) fail("interrupted: no file written", 130);
     recorder.finish(options.to);
-    progress.finish();
 
     if (interrupted) fail("interrupted: no file written", 130);
     if (std::rename(partial.c_str(), options.output.c_str()) != 0)
