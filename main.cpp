@@ -78,16 +78,22 @@ Primitives primitives;
 // every global it reaches (the log, the managers, the Lua state, the director) and goes first.
 Watcher watcher;
 
-int main(int argc, char** argv)
+// The six scenes under their names, in the program's order; the capture program, which links
+// these globals, registers the same set through it.
+void addScenes()
 {
-    arguments.get(argc, argv);
-
     demo.addScene("riderideranke", new Riderideranke());
     demo.addScene("intro", new Intro());
     demo.addScene("guillotine", new Guillotine());
     demo.addScene("greets", new Greets());
     demo.addScene("solardistrict", new Solardistrict());
     demo.addScene("credits", new Credits());
+}
+
+int main(int argc, char** argv)
+{
+    arguments.get(argc, argv);
+    addScenes();
 
     demo.loadScript("data/demo.lua");
     demo.initScenes();

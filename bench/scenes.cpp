@@ -8,14 +8,13 @@
 // showing), and the track plays from the given position. Two loops are timed: the program's own frame (10 ms wait, swap, draw) and the
 // same without the wait, which is what the scene and the swap cost. Processor time counts
 // every thread of the process, llvmpipe's rasterisers included.
-#include <sys/resource.h>  // Required for: getrusage()
 
-#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#include "bench/clocks.h"
 #include "framework/audio.h"
 #include "framework/config.h"
 #include "framework/demo.h"
@@ -32,18 +31,6 @@
 
 namespace {
 
-double processorSeconds()
-{
-    rusage usage;
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-double wallSeconds()
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
 // Frames drawn from `ms` on for `seconds`; `wait` chooses the program's frame (with its 10 ms
 // wait) or a bare swap. Prints one line.
 void measure(const char* scene, int ms, double seconds, bool wait)
@@ -54,8 +41,8 @@ void measure(const char* scene, int ms, double seconds, bool wait)
         demo.draw();
     }
     int frames = 0;
-    double wallStart = wallSeconds(), processorStart = processorSeconds();
-    while (wallSeconds() - wallStart < seconds) {
+    double wallStart = bench::wallSeconds(), processorStart = bench::processorSeconds();
+    while (bench::wallSeconds() - wallStart < seconds) {
         if (wait)
             window.update();
         else
@@ -65,7 +52,7 @@ void measure(const char* scene, int ms, double seconds, bool wait)
         demo.draw();
         frames++;
     }
-    double wall = wallSeconds() - wallStart, processor = processorSeconds() - processorStart;
+    double wall = bench::wallSeconds() - wallStart, processor = bench::processorSeconds() - processorStart;
     printf("%-14s %4dx%-4d %-9s %7.1f fps %7.2f ms CPU/frame %7.2f ms wall/frame\n", scene, Config::width,
            Config::height, wait ? "program" : "no-wait", frames / wall, 1000 * processor / frames, 1000 * wall / frames);
 }

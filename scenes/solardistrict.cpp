@@ -23,7 +23,8 @@ static const float normals[6][3] = {{0, 0, -1}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}
 static const bool textured[6] = {true, true, false, true, false, true};
 static const float faceCoordinates[4][2] = {{1, 0}, {0, 0}, {0, 1}, {1, 1}};
 
-static double processorSeconds() { return clock() / 1e6; }
+static double clockSeconds() { return clock() / 1e6; }
+double (*processorSeconds)() = clockSeconds;
 
 Solardistrict::~Solardistrict() {}
 

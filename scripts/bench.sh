@@ -14,5 +14,8 @@ done
 # Whole-program figures on the real data: scene frame rates, start-up time, screenshots
 bash "$here/../bench/scenes.sh" "$build"
 
+# The capture's rate against bare drawing (the whole-demo captures: bench/capture.sh <build> whole)
+bash "$here/../bench/capture.sh" "$build"
+
 # The fuzz targets, a minute each, in their own clang build (scripts/fuzz.sh; not in `make test`)
 bash "$here/fuzz.sh" 60

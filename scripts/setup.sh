@@ -12,6 +12,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   xvfb xauth x11-utils libgl1-mesa-dri xdotool openbox pulseaudio pulseaudio-utils libx11-dev
   clang libclang-rt-14-dev
+  libavformat-dev libavcodec-dev libswscale-dev libswresample-dev libavutil-dev libegl1 libegl-mesa0 ffmpeg
 )
 
 missing=()

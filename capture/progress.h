@@ -1,0 +1,23 @@
+// Progress: how far a capture is, on standard error: frames done of the total, percent,
+// frames per second and time left. One line that updates itself on a terminal; on anything
+// else (a log, a pipe) a plain line every few seconds, so the record stays readable.
+#pragma once
+
+#include <chrono>
+
+class Progress {
+public:
+    explicit Progress(long long total);
+
+    // Reports `done` frames, when it is time to
+    void update(long long done);
+    // The final figures, always
+    void finish();
+
+private:
+    long long total, done;
+    bool terminal;
+    std::chrono::steady_clock::time_point start, shown;
+
+    void show();
+};
