@@ -9,25 +9,26 @@ namespace {
 
 const uint32_t cream = 0xF4EBD9;
 
-// Concentric flat rings fading from `inner` at the centre to `outer`: a glow without gradients.
-void fillGlow(cairo_t* cr, double cx, double cy, double radius, int rings, uint32_t inner, uint32_t outer)
+// A glow easing from `inner` at its centre to `outer` at its rim, for fillRadialRamp.
+Ramp glow(uint32_t inner, uint32_t outer)
 {
-    for (int i = 0; i < rings; ++i) {
-        const double t = double(i) / (rings - 1);
-        fillCircle(cr, cx, cy, radius * (1 - t * 0.85), mix(outer, inner, t));
+    Ramp ramp;
+    for (int i = 0; i <= 8; ++i) {
+        const double t = i / 8.0;
+        ramp.push_back(mix(inner, outer, t * t * (3 - 2 * t)));
     }
+    return ramp;
 }
 
-// Alternating wedges around a centre: a sunburst.
-void fillSunburst(const Canvas& canvas, double cx, double cy, int rays, uint32_t a, uint32_t b)
+// Faint light wedges around a centre, laid over what is there: a sunburst.
+void fillSunburst(const Canvas& canvas, double cx, double cy, int rays, uint32_t light, double alpha)
 {
     cairo_t* cr = canvas.cr();
-    fillRect(cr, 0, 0, canvas.width(), canvas.height(), a);
     const double reach = canvas.width() + canvas.height();
     for (int i = 0; i < rays; i += 2) {
         const double a0 = 2 * M_PI * i / rays, a1 = 2 * M_PI * (i + 1) / rays;
         fillPolygon(cr, {cx, cy, cx + reach * std::cos(a0), cy + reach * std::sin(a0),
-                         cx + reach * std::cos(a1), cy + reach * std::sin(a1)}, b);
+                         cx + reach * std::cos(a1), cy + reach * std::sin(a1)}, light, alpha);
     }
 }
 
@@ -136,11 +137,15 @@ void drawKettleAndMoth(cairo_t* cr, double cx, double base)
     fillEllipse(cr, mx, my + 8, 6, 22, body);
 }
 
-// Credits line: a role in small capitals above a handle in large type.
+// The credits are seen after the lit district, at a fifth of their brightness, so they are
+// set in white bold type on black and large: nothing dimmer survives.
+const uint32_t white = 0xFFFFFF;
+
+// Credits line: a role above a handle in large type.
 void creditLine(cairo_t* cr, double cx, double y, const char* role, const char* handle)
 {
-    textCentred(cr, Font::Sans, 22, cx, y, role, 0xD9A566);
-    textCentred(cr, Font::SerifBold, 46, cx, y + 52, handle, cream);
+    textCentred(cr, Font::SansBold, 28, cx, y, role, white);
+    textCentred(cr, Font::SansBold, 62, cx, y + 64, handle, white);
 }
 
 }  // namespace
@@ -148,8 +153,7 @@ void creditLine(cairo_t* cr, double cx, double y, const char* role, const char* 
 void drawLogoTinLantern(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
-    fillRect(cr, 0, 0, canvas.width(), canvas.height(), 0x14213D);
-    fillGlow(cr, 512, 250, 300, 9, 0x4E4A5C, 0x14213D);
+    fillRadialRamp(canvas, 512, 250, 330, glow(0x4E4A5C, 0x14213D));
     drawLantern(cr, 512, 104);
     textOutlined(cr, Font::SansBold, 88, 512, 430, "TIN LANTERN", cream, 0x0B1428, 5);
     fillRect(cr, 372, 460, 280, 4, 0xFFC857);
@@ -159,8 +163,7 @@ void drawLogoTinLantern(const Canvas& canvas)
 void drawLogoMothKettle(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
-    fillRect(cr, 0, 0, canvas.width(), canvas.height(), 0x1D3B33);
-    fillGlow(cr, 512, 230, 280, 8, 0x2F5A4C, 0x1D3B33);
+    fillRadialRamp(canvas, 512, 230, 310, glow(0x2F5A4C, 0x1D3B33));
     drawKettleAndMoth(cr, 450, 340);
     textOutlined(cr, Font::SansBold, 84, 512, 446, "MOTH & KETTLE", cream, 0x0F231D, 5);
     textCentred(cr, Font::Sans, 24, 512, 500, "always on the boil", 0xE8A66A);
@@ -169,8 +172,8 @@ void drawLogoMothKettle(const Canvas& canvas)
 void drawTitle(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
-    fillSunburst(canvas, 512, 300, 36, 0x3B2314, 0x4A2C19);
-    fillGlow(cr, 512, 300, 230, 7, 0x7A4A26, 0x3B2314);
+    fillRadialRamp(canvas, 512, 300, 420, glow(0x7A4A26, 0x3B2314));
+    fillSunburst(canvas, 512, 300, 36, 0xE8B04A, 0.07);
     fillRockingHorse(cr, 512, 372, 36, 0xD9A566);
     textOutlined(cr, Font::SerifBold, 76, 512, 108, "ROCKING HORSE", 0xF3DDB3, 0x24140A, 6);
     textOutlined(cr, Font::SerifBold, 96, 512, 500, "REVOLUTION", 0xE8B04A, 0x24140A, 7);
@@ -180,18 +183,17 @@ void drawCredits(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
     const double half = canvas.height() / 2.0, cx = canvas.width() / 2.0;
-    fillBands(canvas, {0x1E120B, 0x24160D, 0x2A1A10, 0x301E12, 0x2A1A10, 0x24160D, 0x1E120B, 0x1A0F09});
-    // Opening half: who presents what.
-    textCentred(cr, Font::Sans, 30, cx, 150, "Tin Lantern  and  Moth & Kettle", 0xD9A566);
-    textCentred(cr, Font::Sans, 26, cx, 196, "present", 0xB88A5A);
-    fillRockingHorse(cr, cx, 318, 14, 0xD9A566);
-    textOutlined(cr, Font::SerifBold, 46, cx, 420, "ROCKING HORSE REVOLUTION", 0xF3DDB3, 0x120A05, 4);
-    textCentred(cr, Font::Sans, 24, cx, 470, "a demo in six scenes", 0xB88A5A);
-    // Closing half: who made it.
-    textOutlined(cr, Font::SerifBold, 60, cx, half + 80, "CREDITS", 0xE8B04A, 0x120A05, 4);
-    fillRect(cr, cx - 160, half + 104, 320, 3, 0xD9A566);
-    creditLine(cr, cx, half + 168, "CODE", "Quillby");
-    creditLine(cr, cx, half + 282, "MUSIC", "Marrowtone");
-    creditLine(cr, cx, half + 396, "GRAPHICS", "Fennick");
-    textCentred(cr, Font::SansBold, 30, cx, half + 520, "thanks for watching", 0xD9A566);
+    fillRect(cr, 0, 0, canvas.width(), canvas.height(), 0x000000);
+    // Upper half, shown before the scroll: who presents what.
+    textCentred(cr, Font::SansBold, 40, cx, 130, "TIN LANTERN  &  MOTH & KETTLE", white);
+    textCentred(cr, Font::SansBold, 32, cx, 190, "present", white);
+    textCentred(cr, Font::SansBold, 84, cx, 330, "ROCKING HORSE", white);
+    textCentred(cr, Font::SansBold, 84, cx, 430, "REVOLUTION", white);
+    textCentred(cr, Font::SansBold, 32, cx, 500, "a demo in six scenes", white);
+    // Lower half, on screen once the scroll is over: who made it.
+    textCentred(cr, Font::SansBold, 64, cx, half + 92, "CREDITS", white);
+    fillRect(cr, cx - 180, half + 114, 360, 6, white);
+    creditLine(cr, cx, half + 176, "CODE", "Quillby");
+    creditLine(cr, cx, half + 298, "MUSIC", "Marrowtone");
+    creditLine(cr, cx, half + 420, "GRAPHICS", "Fennick");
 }

@@ -9,7 +9,7 @@
 
 namespace {
 
-const uint32_t skyBands[] = {0x1C0A12, 0x2A0E16, 0x3A121A, 0x4C171D, 0x60201F, 0x742A22, 0x883526};
+const Ramp sky = {0x1C0A12, 0x2A0E16, 0x3A121A, 0x4C171D, 0x60201F, 0x742A22, 0x883526};
 const uint32_t moon = 0xF2E2C4, roofs = 0x160709, roofLight = 0xF2B84B;
 const uint32_t timber = 0x7A4A2A, timberDark = 0x55321C, timberLight = 0x9A6438, rope = 0xC9A46A;
 const uint32_t steel = 0xB9C4CE, steelDark = 0x7D8A96, steelEdge = 0xE9F0F5, weight = 0x3C3A44;
@@ -25,7 +25,7 @@ const double lunetteY = 392, holeRadius = 42, centreX = 512;
 void drawGuillotine(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
-    fillBands(canvas, std::vector<uint32_t>(std::begin(skyBands), std::end(skyBands)));
+    fillVerticalRamp(canvas, sky);
     Rng stars(0x57A2);
     for (int i = 0; i < 40; ++i)
         fillCircle(cr, stars.range(0, canvas.width()), stars.range(0, 200), stars.range(0.8, 2.0), moon, 0.7);

@@ -1,6 +1,8 @@
-// The intro's picture: a dusk meadow where a man offers a horse an apple, drawn as a stack of
-// full-screen layers. The arm layers slide in from the right at run time, so the arm reaches
-// in from beyond the right edge; the horse's head is the top layer and overlaps the hand.
+// The intro's picture: a dusk meadow where a hand reaching in from beyond the right edge offers
+// a horse an apple while a farmer with his basket looks on, drawn as a stack of full-screen
+// layers. The scene slides the arm layers in from the right and out towards it, so the arm
+// starts beyond the right edge and only the hand comes into the middle; the horse's head is
+// the top layer and overlaps the fingers.
 #include "draw.h"
 #include "pictures.h"
 #include "rng.h"
@@ -10,12 +12,13 @@
 namespace {
 
 // Dusk palette, shared by every intro layer.
-const uint32_t skyBands[] = {0x2B1B4A, 0x3D1F58, 0x5A2A6B, 0x7C3370, 0x9C3D6E, 0xBD4F66,
-                             0xD9645A, 0xE8804F, 0xF29B4B, 0xF5B35C, 0xF7C873};
+const Ramp sky = {0x2B1B4A, 0x3D1F58, 0x5A2A6B, 0x7C3370, 0x9C3D6E, 0xBD4F66,
+                  0xD9645A, 0xE8804F, 0xF29B4B, 0xF5B35C, 0xF7C873};
 const uint32_t sun = 0xFBE3A1;
 const uint32_t hillFar = 0x7A3B6E, hillMid = 0x55285C, ground = 0x2E1A3C;
 const uint32_t coat = 0x2F5E73, coatDark = 0x22475A, trousers = 0x2A2136, skin = 0xE9B48A;
-const uint32_t hat = 0x1E1626, boot = 0x1A1220, apple = 0xD93A34, leaf = 0x4E9A3A;
+const uint32_t hat = 0x1E1626, boot = 0x1A1220, apple = 0xD93A34, leaf = 0x4E9A3A, core = 0xF4E6C0;
+const uint32_t wicker = 0xC58B45, wickerDark = 0x8E5F2A, sleeve = 0xE2A33B, sleeveDark = 0x9A6418, cuff = 0xF4EBD9;
 const uint32_t chestnut = 0x9A5430, chestnutDark = 0x6E3A20, mane = 0x2E1A14, blaze = 0xF4E8D4;
 const uint32_t bridle = 0xD8B04A;
 
@@ -44,13 +47,13 @@ void drawApple(cairo_t* cr, double x, double y)
     fillEllipse(cr, x + 8, y - 22, 8, 4, leaf);
 }
 
-// A sleeve from the shoulder through the elbow to the wrist, with a dark outline.
-void drawSleeve(cairo_t* cr, const std::vector<double>& joints)
+// A sleeve through `joints` (x0, y0, x1, y1, ...), with a darker outline.
+void drawSleeve(cairo_t* cr, const std::vector<double>& joints, uint32_t fill, uint32_t outline, double width)
 {
-    for (const auto& [width, colour] : {std::pair{44.0, coatDark}, std::pair{36.0, coat}}) {
+    for (const auto& [line, colour] : {std::pair{width + 8, outline}, std::pair{width, fill}}) {
         cairo_new_path(cr);
         for (size_t i = 0; i + 1 < joints.size(); i += 2) cairo_line_to(cr, joints[i], joints[i + 1]);
-        cairo_set_line_width(cr, width);
+        cairo_set_line_width(cr, line);
         cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
         cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
         setColour(cr, colour);
@@ -58,22 +61,116 @@ void drawSleeve(cairo_t* cr, const std::vector<double>& joints)
     }
 }
 
-// Where the man stands and how large he is drawn; his arm layers attach at his shoulder.
-const double manX = 700, manFeet = 522, manScale = 1.15;
-const double shoulderX = manX - 20 * manScale, shoulderY = manFeet - 222 * manScale;
+// The hills, far to near: baselines and the periodic waves of their ridges.
+const double farBase = 392, midBase = 432, nearBase = 478;
+const std::vector<Wave> farRidge = {{1, 14, 0.4}, {3, 10, 1.9}, {7, 4, 0.2}};
+const std::vector<Wave> midRidge = {{2, 16, 2.6}, {5, 6, 0.9}};
+const std::vector<Wave> nearRidge = {{1, 8, 1.2}, {4, 4, 2.2}};
+
+// The farmer stands on the middle hill, right of the sun and above the path of the arm.
+const double manX = 860, manScale = 0.62;
+
+// A joint of a limb: where it is and half its width there.
+struct Joint {
+    double x, y, half;
+};
+
+// A limb as one outlined shape through its joints, its width changing along the way.
+void fillLimb(cairo_t* cr, const std::vector<Joint>& joints, uint32_t fill, uint32_t outline)
+{
+    std::vector<double> left, right;
+    for (size_t i = 0; i < joints.size(); ++i) {
+        const Joint& a = joints[i == 0 ? 0 : i - 1];
+        const Joint& b = joints[i + 1 == joints.size() ? i : i + 1];
+        const double dx = b.x - a.x, dy = b.y - a.y, length = std::hypot(dx, dy);
+        const double nx = -dy / length * joints[i].half, ny = dx / length * joints[i].half;
+        left.insert(left.end(), {joints[i].x + nx, joints[i].y + ny});
+        right.insert(right.begin(), {joints[i].x - nx, joints[i].y - ny});
+    }
+    std::vector<double> outlinePoints = left;
+    outlinePoints.insert(outlinePoints.end(), right.begin(), right.end());
+    fillPolygon(cr, outlinePoints, fill);
+    cairo_set_line_width(cr, 4);
+    cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
+    setColour(cr, outline);
+    cairo_new_path(cr);
+    for (size_t i = 0; i + 1 < outlinePoints.size(); i += 2) cairo_line_to(cr, outlinePoints[i], outlinePoints[i + 1]);
+    cairo_close_path(cr);
+    cairo_stroke(cr);
+}
+
+// A round-capped stroke from (x0, y0) to (x1, y1): a finger.
+void strokeSegment(cairo_t* cr, double x0, double y0, double x1, double y1, double width, uint32_t rgb)
+{
+    cairo_new_path(cr);
+    cairo_move_to(cr, x0, y0);
+    cairo_line_to(cr, x1, y1);
+    cairo_set_line_width(cr, width);
+    cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
+    setColour(cr, rgb);
+    cairo_stroke(cr);
+}
+
+// An arm reaching in from beyond the right edge, palm up, the wrist at (x, y): a sleeve
+// widening towards the unseen shoulder, a white cuff, and a hand held out to the left.
+void drawReachingArm(cairo_t* cr, double x, double y)
+{
+    const double angle = std::atan2(59.0, 270.0);
+    fillLimb(cr, {{x, y, 19}, {x + 270, y + 59, 27}, {x + 590, y + 141, 36}}, sleeve, sleeveDark);
+    cairo_save(cr);
+    cairo_translate(cr, x, y);
+    cairo_rotate(cr, angle);
+    fillPolygon(cr, {-2, -22, 20, -24, 20, 24, -2, 22}, cuff);
+    // Fingers, far to near, each outlined in a darker skin tone; then the palm and the thumb.
+    const uint32_t crease = 0xC98A62;
+    for (int finger = 0; finger < 4; ++finger) {
+        const double fy = 12 - finger * 7.0, reach = 84 - std::abs(finger - 1.5) * 8;
+        strokeSegment(cr, -30, fy, -reach, fy - 4, 13, crease);
+        strokeSegment(cr, -30, fy, -reach, fy - 4, 9, skin);
+    }
+    fillEllipse(cr, -28, 2, 32, 17, skin);
+    strokeSegment(cr, -14, -12, -46, -24, 15, crease);
+    strokeSegment(cr, -14, -12, -46, -24, 11, skin);
+    cairo_restore(cr);
+}
+
+// Keeps the outermost pixels of an arm layer clear. The scene slides and shakes these layers,
+// and a repeating texture filtered linearly blends each edge with the opposite one, so a sleeve
+// running off the right or bottom edge would otherwise show as a faint line along the far side.
+void clipInside(const Canvas& canvas)
+{
+    cairo_rectangle(canvas.cr(), 1, 1, canvas.width() - 2, canvas.height() - 2);
+    cairo_clip(canvas.cr());
+}
+
+// A basket of apples with an arched handle, its base centred on (x, y).
+void drawBasket(cairo_t* cr, double x, double y)
+{
+    cairo_new_path(cr);
+    cairo_arc(cr, x, y - 44, 34, M_PI, 2 * M_PI);
+    cairo_set_line_width(cr, 7);
+    setColour(cr, wickerDark);
+    cairo_stroke(cr);
+    for (double dx : {-22.0, 0.0, 22.0}) fillCircle(cr, x + dx, y - 48 + std::fabs(dx) * 0.2, 14, apple);
+    fillPolygon(cr, {x - 44, y - 46, x + 44, y - 46, x + 34, y, x - 34, y}, wicker);
+    for (double band : {-34.0, -20.0}) fillRect(cr, x - 40, y + band, 80, 4, wickerDark);
+}
 
 }  // namespace
 
 void drawIntroBackdrop(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
-    fillBands(canvas, std::vector<uint32_t>(std::begin(skyBands), std::end(skyBands)));
+    fillVerticalRamp(canvas, sky);
     fillCircle(cr, 690, 360, 110, sun);
-    // Horizontal cuts through the low sun, widening downwards.
-    for (int i = 0; i < 5; ++i) fillRect(cr, 560, 372 + i * 18, 260, 3 + i * 2, skyBands[8 + i % 3]);
-    fillRidge(canvas, 392, {{1, 14, 0.4}, {3, 10, 1.9}, {7, 4, 0.2}}, hillFar);
-    fillRidge(canvas, 432, {{2, 16, 2.6}, {5, 6, 0.9}}, hillMid);
-    fillRidge(canvas, 478, {{1, 8, 1.2}, {4, 4, 2.2}}, ground);
+    // Horizontal cuts through the low sun in the sky's own colour, widening downwards.
+    for (int i = 0; i < 5; ++i) {
+        const double y = 296 + i * 18;
+        fillRect(cr, 560, y, 260, 3 + i * 2, rampColour(sky, (y + 2 + i) / canvas.height()));
+    }
+    fillRidge(canvas, farBase, farRidge, hillFar);
+    fillRidge(canvas, midBase, midRidge, hillMid);
+    fillRidge(canvas, nearBase, nearRidge, ground);
 }
 
 void drawIntroFlies(const Canvas& canvas)
@@ -81,9 +178,9 @@ void drawIntroFlies(const Canvas& canvas)
     cairo_t* cr = canvas.cr();
     Rng rng(0xF1E5);
     for (int i = 0; i < 30; ++i) {
-        // A loose ball of flies over the apple, thinning outwards.
+        // A loose ball of flies between the horse and the farmer, thinning outwards.
         const double angle = rng.range(0, 2 * M_PI), radius = 110 * std::sqrt(rng.uniform());
-        const double x = 480 + radius * std::cos(angle) * 1.4, y = 220 + radius * std::sin(angle) * 0.7;
+        const double x = 560 + radius * std::cos(angle) * 1.4, y = 280 + radius * std::sin(angle) * 0.7;
         const double size = rng.range(6, 10), tilt = rng.range(-0.6, 0.6);
         cairo_save(cr);
         cairo_translate(cr, x, y);
@@ -118,10 +215,13 @@ void drawIntroBanner(const Canvas& canvas)
 void drawIntroMan(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
-    // Facing left towards the horse, drawn about his feet; his near arm is its own layer.
+    // Facing left towards the horse, drawn about his feet: the far arm hangs behind his coat,
+    // the near one carries a basket of apples.
     cairo_save(cr);
-    cairo_translate(cr, manX, manFeet);
+    cairo_translate(cr, manX, ridgeY(manX, canvas.width(), midBase, midRidge) + 4);
     cairo_scale(cr, manScale, manScale);
+    drawSleeve(cr, {26, -214, 36, -160, 30, -112}, coatDark, trousers, 30);
+    fillCircle(cr, 30, -104, 13, 0xD99E76);
     fillRoundRect(cr, -34, -105, 26, 92, 10, trousers);          // back leg
     fillRoundRect(cr, -4, -105, 26, 92, 10, trousers);           // front leg
     fillEllipse(cr, -30, -11, 26, 11, boot);
@@ -135,22 +235,29 @@ void drawIntroMan(const Canvas& canvas)
     fillRect(cr, -40, -299, 86, 8, hat);                         // hat brim
     fillRoundRect(cr, -24, -335, 54, 40, 8, hat);
     fillRect(cr, -24, -307, 54, 6, 0xB8643A);                    // hat band
+    drawBasket(cr, -52, -24);
+    drawSleeve(cr, {-12, -214, -26, -158, -48, -116}, coat, coatDark, 30);
+    fillCircle(cr, -52, -102, 14, skin);
     cairo_restore(cr);
 }
 
 void drawIntroArmReaching(const Canvas& canvas)
 {
-    // Stretched out to the horse's muzzle, an apple on the open palm.
-    drawSleeve(canvas.cr(), {shoulderX, shoulderY, shoulderX - 70, shoulderY + 40, shoulderX - 150, shoulderY + 34});
-    fillEllipse(canvas.cr(), shoulderX - 178, shoulderY + 36, 24, 14, skin);
-    drawApple(canvas.cr(), shoulderX - 184, shoulderY + 10);
+    // Held out to the horse's muzzle, an apple on the palm.
+    clipInside(canvas);
+    drawReachingArm(canvas.cr(), 500, 439);
+    drawApple(canvas.cr(), 470, 402);
 }
 
 void drawIntroArmWithdrawn(const Canvas& canvas)
 {
-    // Pulled back to the chest, the hand empty: the horse has had the apple.
-    drawSleeve(canvas.cr(), {shoulderX, shoulderY, shoulderX + 10, shoulderY + 80, shoulderX - 44, shoulderY + 60});
-    fillCircle(canvas.cr(), shoulderX - 64, shoulderY + 58, 16, skin);
+    // Drawn back a little: the horse has had the apple, only the core is left in the fingers.
+    cairo_t* cr = canvas.cr();
+    clipInside(canvas);
+    drawReachingArm(cr, 566, 452);
+    fillEllipse(cr, 538, 420, 8, 16, core);
+    for (double y : {404.0, 436.0}) fillEllipse(cr, 538, y, 12, 5, apple);
+    fillRect(cr, 536.5, 388, 3, 12, mane);
 }
 
 void drawIntroHorse(const Canvas& canvas)

@@ -10,7 +10,7 @@
 
 namespace {
 
-const uint32_t skyBands[] = {0x4F8FD6, 0x62A0DE, 0x76B1E5, 0x8CC1EA, 0xA3CFEC, 0xBBDCEC, 0xD3E6E4, 0xE9EED8};
+const Ramp sky = {0x4F8FD6, 0x62A0DE, 0x76B1E5, 0x8CC1EA, 0xA3CFEC, 0xBBDCEC, 0xD3E6E4, 0xE9EED8};
 const uint32_t cloud = 0xFFFFFF, cloudShade = 0xDCEAF5;
 const uint32_t mountain = 0x7D93B8, mountainShade = 0x6A7FA6, snow = 0xF1F5FA;
 const uint32_t hill = 0x7DB356, hillDark = 0x5E9442, treeCrown = 0x3F7A3A, treeLight = 0x57964A, trunk = 0x6B4A2E;
@@ -53,14 +53,16 @@ void drawFlower(cairo_t* cr, double x, double y, uint32_t petals)
     fillCircle(cr, x, y, 4, 0xF6D04D);
 }
 
-// Rocking horse and rider, tilted by `tilt` radians about the middle of the rocker.
+// Rocking horse and rider, tilted by `tilt` radians about the middle of the rocker (positive
+// dips the head). The scenery scrolls to the left, so the rider travels right and faces right:
+// the figure is laid out facing -x and mirrored onto the picture.
 void drawRocker(const Canvas& canvas, double tilt, double maneSwing)
 {
     cairo_t* cr = canvas.cr();
     cairo_save(cr);
     cairo_translate(cr, 512, 500);
-    cairo_scale(cr, 0.76, 0.76);
-    cairo_rotate(cr, tilt);
+    cairo_scale(cr, -0.76, 0.76);
+    cairo_rotate(cr, -tilt);
     // Rocker.
     cairo_new_path(cr);
     cairo_arc(cr, 0, -520, 532, M_PI * 0.37, M_PI * 0.63);
@@ -73,7 +75,7 @@ void drawRocker(const Canvas& canvas, double tilt, double maneSwing)
     fillPolygon(cr, {70, -118, 90, -118, 118, -14, 96, -14}, woodDark);
     fillPolygon(cr, {-70, -118, -46, -118, -70, -12, -96, -12}, wood);
     fillPolygon(cr, {46, -118, 70, -118, 92, -12, 68, -12}, wood);
-    // Tail streaming behind (right), swinging with the rock.
+    // Tail streaming behind, swinging with the rock.
     cairo_new_path(cr);
     cairo_move_to(cr, 104, -160);
     cairo_curve_to(cr, 150, -176, 176, -140 + maneSwing, 170, -84 + maneSwing);
@@ -85,7 +87,7 @@ void drawRocker(const Canvas& canvas, double tilt, double maneSwing)
     fillCircle(cr, 60, -140, 9, dapple);
     fillCircle(cr, 84, -128, 6, dapple);
     fillCircle(cr, -40, -130, 7, dapple);
-    // Neck and head, looking forward (left).
+    // Neck and head, looking forward.
     fillPolygon(cr, {-104, -160, -70, -176, -120, -262, -158, -244}, horse);
     cairo_save(cr);
     cairo_translate(cr, -160, -256);
@@ -135,7 +137,7 @@ void drawRocker(const Canvas& canvas, double tilt, double maneSwing)
 void drawRideSky(const Canvas& canvas)
 {
     cairo_t* cr = canvas.cr();
-    fillBands(canvas, std::vector<uint32_t>(std::begin(skyBands), std::end(skyBands)));
+    fillVerticalRamp(canvas, sky);
     fillCircle(cr, 820, 110, 70, 0xFFF4C4);
     fillCircle(cr, 820, 110, 54, 0xFFE58A);
     drawCloud(cr, 220, 120, 1.2);
@@ -203,10 +205,10 @@ void drawRideMeadow(const Canvas& canvas)
 
 void drawRiderForward(const Canvas& canvas)
 {
-    drawRocker(canvas, -0.09, -10);
+    drawRocker(canvas, 0.09, -10);
 }
 
 void drawRiderBack(const Canvas& canvas)
 {
-    drawRocker(canvas, 0.09, 14);
+    drawRocker(canvas, -0.09, 14);
 }

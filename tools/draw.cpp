@@ -1,7 +1,10 @@
 // Drawing helpers on top of Cairo paths.
 #include "draw.h"
 
-#include <cmath>  // Required for: sin(), M_PI
+#include "rng.h"
+
+#include <algorithm>  // Required for: std::clamp(), std::min()
+#include <cmath>      // Required for: sin(), floor(), hypot(), M_PI
 
 void setColour(cairo_t* cr, uint32_t rgb, double alpha)
 {
@@ -64,11 +67,68 @@ void fillPolygon(cairo_t* cr, const std::vector<double>& points, uint32_t rgb, d
     cairo_fill(cr);
 }
 
-void fillBands(const Canvas& canvas, const std::vector<uint32_t>& bands)
+namespace {
+
+// A colour with unrounded 0..255 channels.
+struct Shade {
+    double r, g, b;
+};
+
+Shade rampAt(const Ramp& ramp, double t)
 {
-    const double step = double(canvas.height()) / bands.size();
-    for (size_t i = 0; i < bands.size(); ++i)
-        fillRect(canvas.cr(), 0, std::floor(i * step), canvas.width(), std::ceil(step) + 1, bands[i]);
+    const double at = std::clamp(t, 0.0, 1.0) * (ramp.size() - 1);
+    const size_t below = std::min(size_t(at), ramp.size() - 1), above = std::min(below + 1, ramp.size() - 1);
+    const double f = at - below;
+    const auto channel = [&](int shift) {
+        const double a = (ramp[below] >> shift) & 0xFF, b = (ramp[above] >> shift) & 0xFF;
+        return a + (b - a) * f;
+    };
+    return {channel(16), channel(8), channel(0)};
+}
+
+// Triangular noise in (-1, 1) for pixel (x, y): the sum of two uniform numbers from a hash of
+// the position, so the pattern is the same however the picture is painted.
+double ditherNoise(int x, int y)
+{
+    Rng rng((uint64_t(uint32_t(y)) << 32) | uint32_t(x));
+    return rng.uniform() + rng.uniform() - 1.0;
+}
+
+}  // namespace
+
+uint32_t rampColour(const Ramp& ramp, double t)
+{
+    const Shade shade = rampAt(ramp, t);
+    return uint32_t(std::lround(shade.r)) << 16 | uint32_t(std::lround(shade.g)) << 8 | uint32_t(std::lround(shade.b));
+}
+
+void paintRamp(const Canvas& canvas, const Ramp& ramp, const std::function<double(double, double)>& position)
+{
+    cairo_surface_t* image = canvas.surface();
+    cairo_surface_flush(image);
+    uint8_t* data = cairo_image_surface_get_data(image);
+    const int stride = cairo_image_surface_get_stride(image);
+    for (int y = 0; y < canvas.height(); ++y) {
+        uint32_t* row = reinterpret_cast<uint32_t*>(data + size_t(y) * stride);
+        for (int x = 0; x < canvas.width(); ++x) {
+            const Shade shade = rampAt(ramp, position(x + 0.5, y + 0.5));
+            const double noise = ditherNoise(x, y);
+            const auto level = [&](double v) { return uint32_t(std::clamp(std::floor(v + noise + 0.5), 0.0, 255.0)); };
+            row[x] = 0xFF000000u | level(shade.r) << 16 | level(shade.g) << 8 | level(shade.b);
+        }
+    }
+    cairo_surface_mark_dirty(image);
+}
+
+void fillVerticalRamp(const Canvas& canvas, const Ramp& ramp)
+{
+    const double height = canvas.height();
+    paintRamp(canvas, ramp, [&](double, double y) { return y / height; });
+}
+
+void fillRadialRamp(const Canvas& canvas, double cx, double cy, double radius, const Ramp& ramp)
+{
+    paintRamp(canvas, ramp, [&](double x, double y) { return std::hypot(x - cx, y - cy) / radius; });
 }
 
 static void selectFont(cairo_t* cr, Font font, double size)

@@ -23,8 +23,21 @@ void fillCircle(cairo_t* cr, double cx, double cy, double r, uint32_t rgb, doubl
 // Fills a closed polygon through `points` given as x0, y0, x1, y1, ...
 void fillPolygon(cairo_t* cr, const std::vector<double>& points, uint32_t rgb, double alpha = 1.0);
 
-// Fills the whole canvas with a vertical ramp through evenly spaced flat bands.
-void fillBands(const Canvas& canvas, const std::vector<uint32_t>& bands);
+// A colour ramp: 0xRRGGBB colours spaced evenly from 0 to 1.
+using Ramp = std::vector<uint32_t>;
+
+// The ramp's colour at t (0..1, clamped), rounded to 0xRRGGBB.
+uint32_t rampColour(const Ramp& ramp, double t);
+
+// Paints every pixel opaquely with the ramp's colour at position(x, y), dithered with a fixed
+// noise pattern so a slow ramp shows no steps between its 8-bit levels.
+void paintRamp(const Canvas& canvas, const Ramp& ramp, const std::function<double(double, double)>& position);
+
+// A top-to-bottom ramp over the whole canvas: a sky.
+void fillVerticalRamp(const Canvas& canvas, const Ramp& ramp);
+
+// A round glow: the ramp from the centre (cx, cy) out to `radius`, its last colour beyond.
+void fillRadialRamp(const Canvas& canvas, double cx, double cy, double radius, const Ramp& ramp);
 
 // Width of `text` set in `font` at `size`.
 double textWidth(cairo_t* cr, Font font, double size, const std::string& text);

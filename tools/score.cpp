@@ -151,9 +151,9 @@ const std::vector<std::string> themeChords = {"Am", "F", "C", "G", "Am", "F", "G
 
 void intro(Arranger& a)
 {
-    a.pads(0, {"Am", "F", "C", "G", "E"}, 0.16);
-    a.arpeggio(1, {"F", "C", "G", "E"}, 0.10, 2);
-    a.pattern(3, 2, "..o...o...o...o.", Voice::HatClosed, 0.12);
+    a.pads(0, {"Am", "F", "C", "G", "E"}, 0.2);
+    a.arpeggio(1, {"F", "C", "G", "E"}, 0.13, 2);
+    a.pattern(3, 2, "..o...o...o...o.", Voice::HatClosed, 0.14);
     a.add(at(4), 2.0, Voice::Riser, 0, 0.20);
 
     // First card: half-time drums and bass enter.

@@ -39,12 +39,15 @@ struct Oscillator {
         return out;
     }
 
+    // Centred on zero whatever the width: a narrow pulse would otherwise carry a DC offset of
+    // 2 * width - 1 that steps in and out with every note.
     double pulse(double freq, double width)
     {
         const double step = freq * dt;
         double shifted = phase + 1.0 - width;
         shifted -= std::floor(shifted);
-        const double out = (phase < width ? 1.0 : -1.0) + polyBlep(phase, step) - polyBlep(shifted, step);
+        const double out = (phase < width ? 1.0 : -1.0) + polyBlep(phase, step) - polyBlep(shifted, step) -
+                           (2.0 * width - 1.0);
         advance(step);
         return out;
     }

@@ -11,6 +11,9 @@
 #include "framework/music.h"
 #include "framework/opengl.h"
 #include "tests/support/fixture.h"
+#include "tests/support/program.h"
+
+using program::output;
 
 void addScenes();  // main.cpp
 
@@ -28,15 +31,6 @@ static int capture(const Directory& directory, const std::string& arguments, std
     if (err) *err = directory.read("err.txt");
     directory.remove("err.txt");
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-static std::string output(const std::string& command)
-{
-    std::string text;
-    FILE* pipe = popen(command.c_str(), "r");
-    for (int c; pipe && (c = fgetc(pipe)) != EOF;) text += static_cast<char>(c);
-    if (pipe) pclose(pipe);
-    return text;
 }
 
 // Frame n of the video as 8-bit RGB, top row first, or with `flip` bottom row first as GL reads

@@ -1,5 +1,4 @@
-// Reading the generated content back as the demo would see it: PNG pictures through libpng
-// and the soundtrack decoded through libsndfile; plus the measurements the checks share.
+// The generated content read back as the demo reads it, and the measures the checks share.
 #pragma once
 
 #include <cstdint>
@@ -8,60 +7,28 @@
 
 namespace content {
 
-// Every picture the scenes bind, by file name.
-const std::vector<std::string>& pictureFiles();
+inline const std::vector<std::string> pictureFiles = {  // every picture the scenes bind
+    "logo_vek.png", "logo_ka.png", "title_brun.png", "intro_bg.png", "intro_fluer.png", "intro_hale.png",
+    "intro_mann.png", "intro_arm1.png", "intro_arm2.png", "intro_hest.png", "bg.png", "scroll1.png", "scroll2.png",
+    "scroll3.png", "ri_hest_ri0.png", "ri_hest_ri1.png", "guillotine.png", "guillotine_blad.png", "guillotine_head.png",
+    "credits.png", "font1.png", "greets.png", "bakgrunn2.png"};
 
 struct Picture {
-    int width = 0, height = 0, colorType = -1, bitDepth = 0;
-    std::vector<uint8_t> rgba;  // filled only for 8-bit RGBA files, top row first
-
-    const uint8_t* pixel(int x, int y) const { return &rgba[(size_t(y) * width + x) * 4]; }
+    int width = 0, height = 0;
+    std::vector<uint8_t> rgba;  // top row first; empty unless data/textures/<file> is an 8-bit RGBA PNG
 };
+Picture readPicture(const std::string& file);
 
-// Reads `path`; colorType stays -1 when the file is missing or not a PNG.
-Picture readPicture(const std::string& path);
-
-// How far the rightmost column is from continuing into the leftmost one, as a multiple of a
-// typical step between neighbouring columns inside the picture (about 1 for a seamless tile).
-double seamMismatch(const Picture& picture);
+inline double luma(const uint8_t* rgb) { return 0.2126 * rgb[0] + 0.7152 * rgb[1] + 0.0722 * rgb[2]; }  // BT.709
 
 struct Track {
     int rate = 0, channels = 0;
     std::vector<float> samples;  // interleaved
     size_t frames() const { return channels ? samples.size() / channels : 0; }
-    double seconds() const { return rate ? double(frames()) / rate : 0.0; }
 };
+const Track& soundtrack();  // data/audio/soundtrack.ogg, decoded once; rate 0 when unreadable
+double level(double from, double to);  // mean square of [from, to) seconds, in dB
 
-// Decodes the whole of `path`; rate stays 0 when it cannot be opened.
-Track readTrack(const std::string& path);
-
-// Running sum of the squared samples over all channels, for fast window energies.
-class Energy {
-public:
-    explicit Energy(const Track& track);
-    // Mean square per sample in [from, to) seconds, 0 outside the track.
-    double meanSquare(double from, double to) const;
-
-private:
-    int rate;
-    std::vector<double> prefix;
-};
-
-struct Onset {
-    double time;  // seconds
-    double rise;  // dB: the 10 ms after it against the 50 ms before it
-};
-
-// The sharpest energy rise within `window` seconds either side of `expected`.
-Onset strongestOnset(const Energy& energy, double expected, double window);
-
-double decibels(double meanSquare);
-
-// Runs a shell command and returns its exit status.
-int run(const std::string& command);
-
-// Where the build put the generator: the tests binary lives in <build>/tests, the generator
-// in <build>/tools.
-std::string generatorPath();
+std::string builtProgram(const std::string& relative);  // <build>/relative; the tests live in <build>/tests
 
 }  // namespace content

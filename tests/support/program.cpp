@@ -134,15 +134,9 @@ std::string Program::xdotool(const std::string& arguments)
 {
     std::string expanded = arguments;
     for (size_t at; (at = expanded.find("%w")) != std::string::npos;) expanded.replace(at, 2, window());
-    std::string command = "DISPLAY=" + server.name() + " timeout 10 xdotool " + expanded + " 2>/dev/null";
-    std::string output;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-        char buffer[256];
-        while (fgets(buffer, sizeof(buffer), pipe)) output += buffer;
-        pclose(pipe);
-    }
-    while (!output.empty() && (output.back() == '\n' || output.back() == '\r')) output.pop_back();
-    return output;
+    std::string said = output("DISPLAY=" + server.name() + " timeout 10 xdotool " + expanded + " 2>/dev/null");
+    while (!said.empty() && (said.back() == '\n' || said.back() == '\r')) said.pop_back();
+    return said;
 }
 
 std::string Program::window()
@@ -175,6 +169,17 @@ void Program::key(const std::string& keys)
 {
     window();
     xdotool("key " + keys);
+}
+
+std::string output(const std::string& command)
+{
+    std::string text;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        char buffer[4096];
+        for (size_t got; (got = fread(buffer, 1, sizeof(buffer), pipe)) > 0;) text.append(buffer, got);
+        pclose(pipe);
+    }
+    return text;
 }
 
 Result run(const fixture::Directory& directory, std::vector<std::string> arguments, double seconds)

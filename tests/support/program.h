@@ -83,4 +83,7 @@ Result run(const fixture::Directory& directory, std::vector<std::string> argumen
 std::vector<std::string> logLines(const std::string& log);
 std::vector<std::string> lines(const std::string& text);
 
+// What a shell command writes on standard output
+std::string output(const std::string& command);
+
 }  // namespace program
