@@ -12,11 +12,6 @@
 #include "framework/demo.h"
 #include "framework/music.h"
 #include "framework/scene.h"
-#include "scenes/credits.h"
-#include "scenes/greets.h"
-#include "scenes/guillotine.h"
-#include "scenes/intro.h"
-#include "scenes/riderideranke.h"
 #include "scenes/solardistrict.h"
 #include "tests/support/drawing.h"
 
@@ -31,6 +26,8 @@ using drawing::row;
 // is the same on every run.
 extern "C" clock_t clock() noexcept { return 0; }
 
+void addScenes();  // main.cpp: the six scenes under the names the program gives them
+
 namespace {
 
 const Pixel layered{100, 50, 128};  // intro_bg under the half-transparent intro_fluer
@@ -43,12 +40,7 @@ class Scenes : public testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        // The six scenes under the names the entry point gives them
-        for (auto [name, scene] : {std::pair<const char*, Scene*>{"intro", new Intro()},
-                                   {"riderideranke", new Riderideranke()}, {"guillotine", new Guillotine()},
-                                   {"greets", new Greets()}, {"solardistrict", new Solardistrict()},
-                                   {"credits", new Credits()}})
-            demo.addScene(name, scene);
+        addScenes();
         demo.loadScript("data/demo.lua");
         demo.initScenes();
     }
