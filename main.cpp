@@ -3,6 +3,11 @@
 // the ones above it (the configuration on the Lua state, the log on the configuration, the
 // window on the log, the director's asset loading on the window's GL context). Destruction
 // runs in reverse, so the director shuts down while the log, managers, music and window live.
+//
+// The programs that draw with the demo's own objects (the capture program, the in-process tests,
+// the benchmarks, the fuzzers) link these same globals: CMakeLists.txt compiles this file again
+// with the entry point renamed (`programglobals`), and once more for the capture with OFFSCREEN
+// defined (`captureglobals`), which opens no window.
 #include <iostream>  // Required for: the standard streams, built before `cam` first writes to them
 
 #include "framework/arguments.h"
@@ -30,12 +35,13 @@
 #include "framework/utils.h"
 #include "framework/watcher.h"
 #include "framework/window.h"
-#include "scenes/credits.h"
-#include "scenes/greets.h"
-#include "scenes/guillotine.h"
-#include "scenes/intro.h"
-#include "scenes/riderideranke.h"
-#include "scenes/solardistrict.h"
+#include "scenes/show.h"
+
+#ifdef OFFSCREEN
+const bool offscreenVideo = true;
+#else
+const bool offscreenVideo = false;
+#endif
 
 OpenGL opengl;
 Script script;
@@ -78,25 +84,10 @@ Primitives primitives;
 // every global it reaches (the log, the managers, the Lua state, the director) and goes first.
 Watcher watcher;
 
-// The six scenes under their names, in the program's order; the capture program, which links
-// these globals, registers the same set through it.
-void addScenes()
-{
-    demo.addScene("riderideranke", new Riderideranke());
-    demo.addScene("intro", new Intro());
-    demo.addScene("guillotine", new Guillotine());
-    demo.addScene("greets", new Greets());
-    demo.addScene("solardistrict", new Solardistrict());
-    demo.addScene("credits", new Credits());
-}
-
 int main(int argc, char** argv)
 {
     arguments.get(argc, argv);
-    addScenes();
-
-    demo.loadScript("data/demo.lua");
-    demo.initScenes();
+    loadShow();
     demo.start();
     while (demo.running) demo.update();
     return 0;

@@ -3,9 +3,9 @@
 //
 //   scenebench <scene> <music ms> <seconds>
 //
-// The six scenes are registered and initialised as the program does it (the 3D scene's start
-// leaves lighting on, so the 2D scenes are lit as in the showing), the named one alone is
-// scheduled (an unknown name ends with the timeline's own message), and the track plays from
+// The show is loaded as the program loads it (the 3D scene's start leaves lighting on, so the
+// 2D scenes are lit as in the showing), then the named scene alone is scheduled (an unknown
+// name ends with the timeline's own message), and the track plays from
 // the given position. Two loops are timed: the program's own frame (10 ms wait, swap, draw) and the
 // same without the wait, which is what the scene and the swap cost. Processor time counts
 // every thread of the process, llvmpipe's rasterisers included.
@@ -22,9 +22,9 @@
 #include "framework/music.h"
 #include "framework/opengl.h"
 #include "framework/timer.h"
+#include "framework/timeline.h"
 #include "framework/window.h"
-
-void addScenes();  // main.cpp: the six scenes under the names the program gives them
+#include "scenes/show.h"
 
 namespace {
 
@@ -63,9 +63,9 @@ int main(int argc, char** argv)
         return 1;
     }
     std::string name = argv[1];
-    addScenes();
+    loadShow();
+    timeLine.entries.clear();
     demo.addSceneToTimeline(name, 0, INT_MAX);
-    demo.initScenes();
     demo.start();
 
     int ms = atoi(argv[2]);

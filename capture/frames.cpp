@@ -5,21 +5,13 @@
 
 #include <GL/glew.h>  // Required for: the framebuffer object entry points
 
-#include <cstdlib>  // Required for: setenv()
-
 #include "capture/failure.h"
 #include "framework/config.h"
 #include "framework/demo.h"
 #include "framework/music.h"
 #include "framework/opengl.h"
-#include "scenes/solardistrict.h"
-
-void addScenes();  // main.cpp: the program's six scenes under their names
-
-// Runs before every global of the program, the window among them: SDL's offscreen driver gives
-// the GL context through EGL, so no window opens, with a display or without one. Overwritten,
-// since the SDL 1.2 layer names its own default (x11) there when it is loaded.
-__attribute__((constructor(101))) static void chooseOffscreenVideo() { setenv("SDL_VIDEODRIVER", "offscreen", 1); }
+#include "framework/timer.h"
+#include "scenes/show.h"
 
 // Processor seconds per second of music for the swaying 3D scene. In a showing its clock()
 // runs at the share of a core the process burns: the demo drawing this scene at 1280 x 720
@@ -27,11 +19,6 @@ __attribute__((constructor(101))) static void chooseOffscreenVideo() { setenv("S
 // included), a GPU far less. Half a second per second makes the camera swing through its
 // 286 degrees in about six seconds, as it does in a showing here.
 static const double PROCESSOR_RATE = 0.5;
-
-// The music position of the frame being drawn, which the 3D scene's processor clock follows
-static int virtualMs = 0;
-
-static double virtualProcessorSeconds() { return virtualMs / 1000.0 * PROCESSOR_RATE; }
 
 Frames::Frames(int width, int height, int fps, int from)
     : width(width), height(height), fps(fps), from(from), framebuffer(0), colour(0), depth(0),
@@ -58,14 +45,7 @@ Frames::Frames(int width, int height, int fps, int from)
     Config::height = height;
     opengl.resize(width, height);
 
-    addScenes();
-    demo.loadScript("data/demo.lua");
-    demo.initScenes();
-    processorSeconds = virtualProcessorSeconds;
-    // Started for its clock only: silent, and paused for good before anything is heard.
-    music.setVolume(0.0f);
-    music.start();
-    music.setPause(true);
+    loadShow();
 }
 
 Frames::~Frames()
@@ -96,9 +76,10 @@ const uint8_t* Frames::read()
     return pixels.data();
 }
 
+// The music is never started: its clock is held at each frame's moment, and nothing is decoded.
 void Frames::drawAt(int ms)
 {
-    virtualMs = ms;
-    music.setPosition(static_cast<unsigned int>(ms));
+    music.hold(ms);
+    timer.holdProcessor(ms / 1000.0 * PROCESSOR_RATE);
     demo.draw();
 }

@@ -1,7 +1,7 @@
 // Frames: the demo's own scenes and schedule drawn into an offscreen framebuffer at virtual
 // time. Frame k of a capture shows the music position from + k * 1000 / fps, however long it
-// takes to draw; the silent, paused music is moved to that position before each frame, so the
-// scenes read the time through the clock they always read.
+// takes to draw; the music's clock is held at that position for each frame (the track is
+// never played), so the scenes read the time through the clock they always read.
 #pragma once
 
 #include <GL/glew.h>  // Required for: GLuint

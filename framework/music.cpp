@@ -326,7 +326,7 @@ bool Stream::live()
     return error == AL_NO_ERROR;
 }
 
-Music::Music(std::string name) : playing(false), length(0), volume(1.0f)
+Music::Music(std::string name) : playing(false), length(0), volume(1.0f), holding(-1)
 {
     logger << "Music: Loading: " << name << std::endl;
     sound = new Stream();
@@ -406,6 +406,7 @@ void Music::setPause(bool pause)
 
 int Music::getPosition()
 {
+    if (holding >= 0) return holding;
     if (!sound->live()) return 0;
     return static_cast<int>(std::floor(sound->clock.held));
 }
@@ -490,6 +491,10 @@ void Music::getWaveData(float* wave, int count)
 }
 
 bool Music::checkPlaying() { return playing; }
+
+void Music::hold(int ms) { holding = std::max(ms, 0); }
+
+void Music::follow() { holding = -1; }
 
 void Music::refill()
 {

@@ -30,8 +30,16 @@ public:
     void getWaveData(float* wave, int count);
     bool checkPlaying();
 
+    // Holds the clock at `ms` without touching the sound output: getPosition() gives `ms` until
+    // the next hold or follow(). How capture and the tests draw a chosen moment
+    void hold(int ms);
+    // The clock follows the sound again
+    void follow();
+
 private:
     friend class Audio;
+
+    int holding;  // ms the clock is held at, -1 while it follows the sound
 
     // Moves played-out buffers to the end of the queue and restarts an output that ran dry
     void refill();

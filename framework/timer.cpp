@@ -1,6 +1,7 @@
 // Timer: forwards to the music and splits its position into minutes, seconds and hundredths.
 #include "timer.h"
 
+#include <ctime>     // Required for: clock()
 #include <iostream>  // Required for: std::cout
 
 #include "config.h"
@@ -8,7 +9,7 @@
 #include "logger.h"
 #include "music.h"
 
-Timer::Timer() { logger << "Timer: Initializing..." << std::endl; }
+Timer::Timer() : processorHeld(-1.0) { logger << "Timer: Initializing..." << std::endl; }
 
 Timer::~Timer() { logger << "Timer: Quitting..." << std::endl; }
 
@@ -51,3 +52,7 @@ void Timer::print()
     logger << "Time: " << getPositionMinute() << ":" << getPositionSecond() << ":" << getPositionMS() << std::endl;
     std::cout << "Time: " << getPositionMinute() << ":" << getPositionSecond() << ":" << getPositionMS() << std::endl;
 }
+
+double Timer::getProcessorSeconds() { return processorHeld >= 0.0 ? processorHeld : clock() / 1e6; }
+
+void Timer::holdProcessor(double seconds) { processorHeld = seconds; }

@@ -17,6 +17,16 @@ public:
     double getPositionSecond();
     double getPositionMS();  // centiseconds within the second, despite the name
     void print();
+
+    // Seconds of processor time the program has used (clock() / 1e6), the clock the swaying
+    // scene follows; or the value holdProcessor set
+    double getProcessorSeconds();
+    // Holds the processor clock at `seconds`, so that capture and the tests draw the sway of a
+    // chosen moment; a negative value lets it follow the processor again
+    void holdProcessor(double seconds);
+
+private:
+    double processorHeld;  // seconds, negative while the processor clock is followed
 };
 
 extern Timer timer;

@@ -2,7 +2,7 @@
 // resizable 800 x 600 window, whatever the configuration says.
 #include "window.h"
 
-#include <cstdlib>  // Required for: putenv()
+#include <cstdlib>  // Required for: putenv(), setenv()
 
 #include "config.h"
 #include "joystick.h"
@@ -39,6 +39,8 @@ Window::Window()
     const SDL_version* linked = SDL_Linked_Version();
     logger << "Window: Initializing SDL (" << static_cast<int>(linked->major) << "." << static_cast<int>(linked->minor)
            << "." << static_cast<int>(linked->patch) << ")" << std::endl;
+    // Overwritten: the SDL 1.2 layer names its own default (x11) there when it is loaded.
+    if (offscreenVideo) setenv("SDL_VIDEODRIVER", "offscreen", 1);
     if (SDL_Init(SDL_INIT_VIDEO) < 0) sdlFatal("Couldn't init SDL", "Couldn't init SDL: ");
 
     if (SDL_VideoDriverName(driverName, sizeof(driverName)))

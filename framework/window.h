@@ -24,3 +24,8 @@ public:
 };
 
 extern Window window;
+
+// Set in the programs that draw offscreen (the capture): SDL's offscreen driver gives the GL
+// context through EGL, and no window opens, with a display or without. Defined with the
+// globals (main.cpp), as a constant, so it holds before any of them is built.
+extern const bool offscreenVideo;

@@ -6,7 +6,6 @@
 #include <GL/gl.h>
 #include <GL/glu.h>  // Required for: gluLookAt(), gluSphere()
 #include <cmath>     // Required for: sin()
-#include <ctime>     // Required for: clock()
 
 #include "framework/camera.h"
 #include "framework/texturemanager.h"
@@ -22,9 +21,6 @@ static const float normals[6][3] = {{0, 0, -1}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}
 // show a single texel colour.
 static const bool textured[6] = {true, true, false, true, false, true};
 static const float faceCoordinates[4][2] = {{1, 0}, {0, 0}, {0, 1}, {1, 1}};
-
-static double clockSeconds() { return clock() / 1e6; }
-double (*processorSeconds)() = clockSeconds;
 
 Solardistrict::~Solardistrict() {}
 
@@ -45,8 +41,8 @@ void Solardistrict::release() {}
 
 void Solardistrict::animateCamera()
 {
-    float a = static_cast<float>(0.5 * sin(processorSeconds() + pi / 2) + 0.5);
-    float b = static_cast<float>(0.5 * sin(processorSeconds()) + 0.5);
+    float a = static_cast<float>(0.5 * sin(timer.getProcessorSeconds() + pi / 2) + 0.5);
+    float b = static_cast<float>(0.5 * sin(timer.getProcessorSeconds()) + 0.5);
     swayX = a * 11.5f - 5.0f;
     swayAngle = a * -286.0f;
     swayZ = b * 10.5f - 4.0f;
@@ -188,8 +184,8 @@ void Solardistrict::draw()
 
     animateCamera();
     setPerspective(view);
-    float q = static_cast<float>(sin(processorSeconds() + pi / 2) + 1.5);
-    float p = static_cast<float>(sin(processorSeconds() * 0.5) + 2.5);
+    float q = static_cast<float>(sin(timer.getProcessorSeconds() + pi / 2) + 1.5);
+    float p = static_cast<float>(sin(timer.getProcessorSeconds() * 0.5) + 2.5);
 
     glTranslatef(0.0f, 0.0f, -8.0f);
     glTranslatef(swayX, 0.0f, swayZ);

@@ -28,7 +28,3 @@ public:
     void drawCube(float sx, float sy, float sz);
     void drawSphere(double radius, int slices, int stacks);
 };
-
-// Seconds of processor time, clock() / 1e6, that the sway and the breathing follow. A pointer
-// only so that the capture program can put them on its frame-exact virtual time instead.
-extern double (*processorSeconds)();

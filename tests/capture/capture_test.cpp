@@ -10,12 +10,12 @@
 #include "framework/demo.h"
 #include "framework/music.h"
 #include "framework/opengl.h"
+#include "scenes/show.h"
 #include "tests/support/fixture.h"
 #include "tests/support/program.h"
 
 using program::output;
 
-void addScenes();  // main.cpp
 
 // A fixture directory without the debug log, so that only the capture writes there
 struct Directory : fixture::Directory {
@@ -67,12 +67,8 @@ TEST(Capture, FrameShowsWhatTheSceneDrawsAtItsMusicTime)
     Directory directory;
     ASSERT_EQ(capture(directory, "--from 1000 --to 3000 --fps 4 --size 320x180 --output v.mp4"), 0);
     // The arm slides in over 0..5000 ms: frame 5 is 2250 ms, and one frame off is 16 columns off.
-    addScenes();
-    demo.loadScript("data/demo.lua");
-    demo.initScenes();
-    music.start();
-    music.setPause(true);
-    music.setPosition(2250);
+    loadShow();
+    music.hold(2250);
     opengl.resize(320, 180);
     demo.draw();
     std::string drawn(320 * 180 * 3, '\0');

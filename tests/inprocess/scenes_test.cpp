@@ -7,11 +7,12 @@
 #include <GL/glu.h>
 
 #include <cmath>
-#include <ctime>
 
 #include "framework/demo.h"
 #include "framework/music.h"
 #include "framework/scene.h"
+#include "framework/timer.h"
+#include "scenes/show.h"
 #include "scenes/solardistrict.h"
 #include "tests/support/drawing.h"
 
@@ -21,12 +22,6 @@ using drawing::near;
 using drawing::Pixel;
 using drawing::pixel;
 using drawing::row;
-
-// The district sways with the processor clock; here that clock stands still, so its picture
-// is the same on every run.
-extern "C" clock_t clock() noexcept { return 0; }
-
-void addScenes();  // main.cpp: the six scenes under the names the program gives them
 
 namespace {
 
@@ -40,9 +35,10 @@ class Scenes : public testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        addScenes();
-        demo.loadScript("data/demo.lua");
-        demo.initScenes();
+        loadShow();
+        // The district sways with the processor clock; here it stands still, so its picture is
+        // the same on every run.
+        timer.holdProcessor(0.0);
     }
 
     void SetUp() override { drawing::blankFrame(); }

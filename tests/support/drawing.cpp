@@ -11,13 +11,7 @@
 
 namespace drawing {
 
-void at(int ms)
-{
-    if (!music.playing) music.start();
-    music.setPause(true);
-    music.setPosition(static_cast<unsigned int>(ms));
-    ASSERT_EQ(music.getPosition(), ms) << "a paused seek reads back exactly";
-}
+void at(int ms) { music.hold(ms); }
 
 Pixel pixel(float x, float y)
 {

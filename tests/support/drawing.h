@@ -1,6 +1,6 @@
 // In-process drawing: the program's own globals (built exactly as the program builds them)
-// draw into the test's window with the music paused at an exact millisecond, and the test reads
-// back pixels and GL state. A paused seek reads back exactly, so no moment is ever missed.
+// draw into the test's window with the music clock held at an exact millisecond, and the test
+// reads back pixels and GL state. No moment is ever missed, and no sound is decoded.
 #pragma once
 
 #include <GL/gl.h>
@@ -16,7 +16,7 @@ namespace drawing {
 
 using Pixel = std::array<int, 3>;
 
-// The music started, paused and moved to `ms`
+// The music clock held at `ms`
 void at(int ms);
 
 // The colour at a point of the unit square over the current viewport, (0, 0) the bottom left

@@ -1,0 +1,27 @@
+// Show: the scenes are created on the heap and handed to the director, which owns them.
+#include "scenes/show.h"
+
+#include "framework/demo.h"
+#include "scenes/credits.h"
+#include "scenes/greets.h"
+#include "scenes/guillotine.h"
+#include "scenes/intro.h"
+#include "scenes/riderideranke.h"
+#include "scenes/solardistrict.h"
+
+void addScenes()
+{
+    demo.addScene("riderideranke", new Riderideranke());
+    demo.addScene("intro", new Intro());
+    demo.addScene("guillotine", new Guillotine());
+    demo.addScene("greets", new Greets());
+    demo.addScene("solardistrict", new Solardistrict());
+    demo.addScene("credits", new Credits());
+}
+
+void loadShow()
+{
+    addScenes();
+    demo.loadScript("data/demo.lua");
+    demo.initScenes();
+}
