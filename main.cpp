@@ -21,6 +21,7 @@
 #include "framework/fps.h"
 #include "framework/input.h"
 #include "framework/joystick.h"
+#include "framework/livecode.h"
 #include "framework/loader.h"
 #include "framework/logger.h"
 #include "framework/math.h"
@@ -83,6 +84,9 @@ Primitives primitives;
 // Not one of the start-up modules: it only acts from the director's frames, so it comes after
 // every global it reaches (the log, the managers, the Lua state, the director) and goes first.
 Watcher watcher;
+// Live scene code in a rehearsal: the scenes register what they keep from frame to frame with it
+// when they are made, and whatever module their code came from, it outlives them.
+Livecode livecode;
 
 int main(int argc, char** argv)
 {

@@ -3,14 +3,17 @@
 #include "demo.h"
 
 #include <GL/gl.h>  // Required for: the time bar's lines
+#include <chrono>   // Required for: std::chrono::steady_clock, what a swap takes
 #include <sstream>  // Required for: the status line
 #include <vector>
 
 #include "audio.h"
 #include "camera.h"
 #include "config.h"
+#include "effects.h"
 #include "events.h"
 #include "fps.h"
+#include "livecode.h"
 #include "loader.h"
 #include "logger.h"
 #include "music.h"
@@ -91,7 +94,10 @@ void Demo::releaseScenes()
 
 void Demo::start()
 {
-    if (Config::debug) watcher.start();
+    if (Config::debug) {
+        watcher.start();
+        livecode.start();
+    }
     logger << "Demo: Starting now!" << std::endl;
     running = true;
     paused = false;
@@ -117,6 +123,7 @@ void Demo::update()
     events.update();
     if (Config::debug) {
         watcher.update();  // a save acts like a key press, between the events and the frame
+        if (Livecode::Registration rebuilt = livecode.update()) swapScenes(rebuilt);
         debug();
     }
     // A paused frame only handles events: no swap, no sleep, no drawing.
@@ -228,6 +235,7 @@ void Demo::info()
          << static_cast<double>(length / 60000) << ":" << static_cast<double>((length / 1000) % 60)
          << " - FPS: " << rateText(fps.get());
     if (!watcher.error.empty()) line << " - " << watcher.error;
+    if (!livecode.error.empty()) line << " - " << livecode.error;
     window.setTitle(line.str());
 }
 
@@ -292,12 +300,74 @@ void Demo::debug()
     camera.disable2D();
 }
 
-void Demo::destroy()
+// Deletes every scene of `set`, in name order, and empties it.
+static void deleteScenes(std::map<std::string, Scene*>& set)
 {
-    for (std::map<std::string, Scene*>::iterator it = scenes.begin(); it != scenes.end(); ++it) {
+    for (std::map<std::string, Scene*>::iterator it = set.begin(); it != set.end(); ++it) {
         logger << "Scene: Deleting " << it->first << std::endl;
         delete it->second;
     }
+    set.clear();
+}
+
+void Demo::destroy()
+{
+    deleteScenes(scenes);
     timeLine.entries.clear();
-    scenes.clear();
+}
+
+// True when `book` is `unit` over and over.
+static bool repeats(const std::vector<unsigned int>& book, const std::vector<unsigned int>& unit)
+{
+    if (book.empty() || unit.empty() || book.size() % unit.size() != 0) return false;
+    for (size_t i = 0; i < book.size(); i++)
+        if (book[i] != unit[i % unit.size()]) return false;
+    return true;
+}
+
+// Every init appends the rider's frames to the flip-book again, which a reload wants and a swap
+// does not: the book stands as the showing had it, unless the new scenes' init adds other frames,
+// which then make the book as a fresh start would.
+static void keepFlipBook(const std::vector<unsigned int>& book, double position)
+{
+    std::vector<unsigned int> added(effects.animationFrames.begin() + book.size(), effects.animationFrames.end());
+    if (added.empty() || repeats(book, added))
+        effects.animationFrames = book;
+    else
+        effects.animationFrames = added;
+    effects.animationPosition = position;
+}
+
+void Demo::swapScenes(void (*registration)())
+{
+    std::chrono::steady_clock::time_point began = std::chrono::steady_clock::now();
+    logger << "Demo: Swapping in the rebuilt scenes" << std::endl;
+    livecode.beginSwap();
+    std::map<std::string, Scene*> running;
+    running.swap(scenes);
+    registration();  // the incoming scenes, into the empty map
+    std::string problem;
+    if (!script.check(scheduleFile, problem)) {  // the schedule, against the incoming names
+        deleteScenes(scenes);
+        scenes.swap(running);
+        livecode.endSwap(problem);
+        info();
+        return;
+    }
+    std::map<std::string, Scene*> incoming;
+    incoming.swap(scenes);
+    scenes.swap(running);
+
+    std::vector<unsigned int> book = effects.animationFrames;
+    double position = effects.animationPosition;
+    releaseScenes();
+    destroy();
+    scenes.swap(incoming);
+    loadScript(scheduleFile);
+    initScenes();
+    keepFlipBook(book, position);
+    livecode.endSwap("");
+    double took = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - began).count();
+    logger << "Demo: Swapped in the rebuilt scenes at " << music.getPosition() << " ms, in " << took << " ms"
+           << std::endl;
 }

@@ -34,6 +34,12 @@ public:
     void info();
     void debug();
     void destroy();
+
+    // Replaces every scene by the one `registration` registers under the same name, while the
+    // show plays on: the schedule is run again and the scenes initialised, as a reload does, and
+    // the values the scenes keep carry over. Refused, with the old scenes playing on, when the
+    // schedule names a scene the new ones lack
+    void swapScenes(void (*registration)());
 };
 
 extern Demo demo;

@@ -9,6 +9,7 @@
 #include <unistd.h>       // Required for: read(), close()
 
 #include "demo.h"
+#include "livecode.h"
 #include "logger.h"
 #include "script.h"
 #include "shadermanager.h"
@@ -47,6 +48,9 @@ void Watcher::start()
             directories[watch] = directory;
     }
     logger << "Watcher: Reloading on every save in " << dataDirectory << std::endl;
+    std::string scenes = Livecode::sourceDirectory() + "/";
+    int watch = inotify_add_watch(descriptor, scenes.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO);
+    if (watch >= 0) directories[watch] = scenes;
 }
 
 static bool endsWith(const std::string& text, const std::string& end)
@@ -66,7 +70,10 @@ static bool readByReload(const std::string& directory, const std::string& path)
 void Watcher::note(const std::string& directory, const std::string& name)
 {
     std::string path = directory + name;
-    if (path == configFile)
+    if (directory == Livecode::sourceDirectory() + "/") {
+        if (!endsWith(name, ".cpp") && !endsWith(name, ".h")) return;
+        if (sceneTrigger.empty()) sceneTrigger = path;
+    } else if (path == configFile)
         configChanged = true;
     else if (!readByReload(directory, path))
         return;
@@ -88,7 +95,7 @@ void Watcher::update()
             at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
         }
     }
-    if (trigger.empty() && !configChanged) return;
+    if (trigger.empty() && !configChanged && sceneTrigger.empty()) return;
     if (SDL_GetTicks() - lastChange >= quietMs) settle();
 }
 
@@ -114,6 +121,8 @@ void Watcher::settle()
     trigger.clear();
     configChanged = false;
     if (!file.empty()) reloadAfter(file);
+    if (!sceneTrigger.empty()) livecode.rebuild(sceneTrigger);
+    sceneTrigger.clear();
     if (restart)
         logger << "Watcher: " << configFile << " changed: it is read once at start-up, restart the demo to apply it"
                << std::endl;

@@ -11,6 +11,7 @@ public:
     int descriptor;                          // the inotify instance, -1 when there is none
     std::map<int, std::string> directories;  // watch descriptor to directory, "data/textures/"
     std::string trigger;                     // the burst's first file that a reload reads, "" for none
+    std::string sceneTrigger;                // the burst's first saved scene source, "" for none
     bool configChanged;                      // data/config.lua was saved in the burst
     unsigned int lastChange;                 // SDL ticks of the burst's latest save
     std::string error;                       // why the last watched reload was refused, until a good one

@@ -6,6 +6,7 @@
 
 #include "framework/camera.h"
 #include "framework/effects.h"
+#include "framework/livecode.h"
 #include "framework/music.h"
 #include "framework/primitives.h"
 #include "framework/texturemanager.h"
@@ -13,6 +14,12 @@
 // Vertical offsets of the blade and the head; they fall every frame and are never reset.
 static float blad = 0.0f;
 static float head = 0.0f;
+
+Guillotine::Guillotine()
+{
+    livecode.keep("guillotine.blad", blad);
+    livecode.keep("guillotine.head", head);
+}
 
 Guillotine::~Guillotine() {}
 

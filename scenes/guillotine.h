@@ -6,6 +6,7 @@
 
 class Guillotine : public Scene {
 public:
+    Guillotine();
     ~Guillotine() override;
     void init() override;
     void release() override;

@@ -7,12 +7,15 @@
 
 #include "framework/camera.h"
 #include "framework/effects.h"
+#include "framework/livecode.h"
 #include "framework/music.h"
 #include "framework/primitives.h"
 #include "framework/texturemanager.h"
 
 // Vertical shake offset of the arm; kept across frames, spans and showings.
 static float translate = 0.0f;
+
+Intro::Intro() { livecode.keep("intro.translate", translate); }
 
 Intro::~Intro() {}
 

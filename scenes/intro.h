@@ -6,6 +6,7 @@
 
 class Intro : public Scene {
 public:
+    Intro();
     ~Intro() override;
     void init() override;
     void release() override;

@@ -25,3 +25,9 @@ void loadShow()
     demo.loadScript("data/demo.lua");
     demo.initScenes();
 }
+
+#ifdef SCENE_MODULE
+// The live scene module's one exported symbol: what a rehearsing program calls to take the
+// rebuilt scenes.
+extern "C" __attribute__((visibility("default"))) void registerScenes() { addScenes(); }
+#endif

@@ -8,6 +8,7 @@
 #include <cmath>     // Required for: sin()
 
 #include "framework/camera.h"
+#include "framework/livecode.h"
 #include "framework/texturemanager.h"
 #include "framework/timer.h"
 
@@ -21,6 +22,13 @@ static const float normals[6][3] = {{0, 0, -1}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}
 // show a single texel colour.
 static const bool textured[6] = {true, true, false, true, false, true};
 static const float faceCoordinates[4][2] = {{1, 0}, {0, 0}, {0, 1}, {1, 1}};
+
+// The orbit and the preset advance with the frames drawn; the sway is worked out anew each frame.
+Solardistrict::Solardistrict()
+{
+    livecode.keep("solardistrict.rotation", rotation);
+    livecode.keep("solardistrict.view", view);
+}
 
 Solardistrict::~Solardistrict() {}
 

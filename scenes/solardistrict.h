@@ -15,6 +15,7 @@ public:
     float swayZ;
     Light light;   // owned; the drawing sets light 0 directly
 
+    Solardistrict();
     ~Solardistrict() override;
     void init() override;
     void release() override;

@@ -77,12 +77,15 @@ Program::~Program()
     }
 }
 
+void Program::environment(const std::string& name, const std::string& value) { variables.push_back({name, value}); }
+
 void Program::start()
 {
     pid = fork();
     if (pid == 0) {
         if (chdir(directory.path().c_str()) != 0) _exit(126);
         setenv("DISPLAY", server.name().c_str(), 1);
+        for (const auto& [name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
         int out = open("stdout.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
         int err = open("stderr.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(out, 1);

@@ -41,6 +41,8 @@ public:
     explicit Program(const fixture::Directory& directory, std::vector<std::string> arguments = {});
     ~Program();
 
+    // Sets a variable of the program's environment; before start()
+    void environment(const std::string& name, const std::string& value);
     void start();
     bool running();
     // Waits for the end within `seconds`; kills the program and reports a signal otherwise
@@ -66,6 +68,7 @@ public:
 private:
     const fixture::Directory& directory;
     std::vector<std::string> arguments;
+    std::vector<std::pair<std::string, std::string>> variables;
     Display server;
     int pid = -1;
     bool finished = false;
