@@ -1,6 +1,7 @@
 // The engine's own arithmetic, in process where the outside view is clumsy: which schedule
 // entries a frame draws, the letterboxed viewport and the zoom volume, the time split for the
-// status line, the command line, and PNG decoding of every colour type.
+// status line, a seek before the start, the command line, the game pad's dead zone, PNG decoding
+// of every colour type and the texture memory the upload reports.
 #include <gtest/gtest.h>
 
 #include <unistd.h>  // Required for: optind
@@ -11,7 +12,11 @@
 #include "framework/camera.h"
 #include "framework/config.h"
 #include "framework/demo.h"
+#include "framework/events.h"
 #include "framework/imagepng.h"
+#include "framework/joystick.h"
+#include "framework/music.h"
+#include "framework/texturemanager.h"
 #include "framework/timeline.h"
 #include "framework/timer.h"
 #include "tests/support/drawing.h"
@@ -93,6 +98,19 @@ TEST(Clock, StatusTimeTruncatesToMinutesSecondsAndHundredths)
         EXPECT_EQ(timer.getPositionSecond(), second) << ms;
         EXPECT_EQ(timer.getPositionMS(), hundredth) << ms;
     }
+}
+
+TEST(Clock, SeekBeforeTheStartLandsOnZeroAndOnePastTheEndIsIgnored)
+{
+    music.follow();
+    if (!music.playing) music.start();
+    music.setPause(true);
+    music.setPosition(3000);
+    ASSERT_EQ(music.getPosition(), 3000) << "a paused seek reads back exactly";
+    music.changePosition(-5000);
+    EXPECT_EQ(music.getPosition(), 0);
+    music.changePosition(music.getLength());
+    EXPECT_EQ(music.getPosition(), 0) << "a seek to the end is ignored";
 }
 
 TEST(CommandLine, SizesAreTakenAsTheirLeadingDigitsAndSwitchesTurnOn)
@@ -186,6 +204,46 @@ TEST(Png, UndecodablePicturesAreNullWithoutAWordOnStandardError)
         EXPECT_EQ(ImagePNG().load(scratch.file(name)), nullptr) << name;
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << name;
     }
+}
+
+// The left stick's vertical axis: logged when it leaves the dead zone, and seeks nothing.
+TEST(GamePad, StickMotionWithinThirtyTwoHundredOfTheCentreIsIgnored)
+{
+    drawing::LogCapture log;
+    for (int value : {3200, -3200, 0, 3201, -3201}) {
+        events.event.type = SDL_JOYAXISMOTION;
+        events.event.jaxis.axis = 1;
+        events.event.jaxis.value = static_cast<Sint16>(value);
+        joystick.update();
+    }
+    EXPECT_EQ(log.lines(), (std::vector<std::string>{"Joystick: L-Analog going down", "Joystick: L-Analog going up"}));
+}
+
+// Four bytes a pixel whatever the component count, in thousands of bytes, rounded down.
+TEST(Textures, UploadReportsTheCountAndTheMemoryAtFourBytesAPixel)
+{
+    std::map<std::string, Image*> loaded;
+    std::map<std::string, Texture*> uploaded;
+    loaded.swap(texturemanager.images);
+    uploaded.swap(texturemanager.textures);
+    const std::tuple<const char*, unsigned int, int> pictures[] = {{"rgba.png", 256, 4}, {"rgb.png", 100, 3}};
+    for (const auto& [name, side, components] : pictures) {
+        Image* image = new Image();
+        image->width = image->height = side;
+        image->components = components;
+        image->format = components == 4 ? GL_RGBA : GL_RGB;
+        image->data = new unsigned char[side * side * 4]();
+        texturemanager.addImage(name, image);
+    }
+    drawing::LogCapture log;
+    texturemanager.uploadImages();
+    std::vector<std::string> lines = log.lines();
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "Texture manager: Uploaded 2 textures."), lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "Texture manager: Video memory usage: 302kB"), lines.end())
+        << "256 * 256 * 4 + 100 * 100 * 4 bytes";
+    texturemanager.clearImages();
+    loaded.swap(texturemanager.images);
+    uploaded.swap(texturemanager.textures);
 }
 
 }  // namespace

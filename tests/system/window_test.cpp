@@ -1,5 +1,5 @@
-// The window across video-mode changes: depths SDL's 1.2 layer refuses, and F1 under a real
-// window manager, which Xvfb alone cannot show.
+// The window across video-mode changes (depths SDL's 1.2 layer refuses, and F1 under a real
+// window manager, which Xvfb alone cannot show) and its title in a rehearsal.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -48,6 +48,24 @@ TEST(ColourDepth, FifteenAndInvalidDepthsSurviveAResize)
                                  log.find("Window: Resize: 640x480")) != std::string::npos;
         EXPECT_EQ(reported, std::string(bpp) == "12") << "-b " << bpp;
     }
+}
+
+// The fixture's track is 150 s long; the two characters after "FPS: " are the rate's first two.
+TEST(Window, RehearsalTitleShowsTheStatusLineEverySecondAndPausedOrRunning)
+{
+    Directory directory;
+    Program program(directory);
+    program.start();
+    const std::regex status(R"(Scene: [0-5]/6 - Time: 0:\d{1,2}/2:30 - FPS: ..)");
+    std::string title;
+    EXPECT_TRUE(program::waitFor(15, [&] { return std::regex_match(title = program.title(), status); })) << title;
+    program.key("space");
+    EXPECT_TRUE(program::waitFor(5, [&] { return (title = program.title()) == "Paused"; })) << title;
+    program.key("space");
+    EXPECT_TRUE(program::waitFor(5, [&] { return (title = program.title()) == "Running"; })) << title;
+    EXPECT_TRUE(program::waitFor(5, [&] { return std::regex_match(title = program.title(), status); })) << title;
+    program.key("Escape");
+    EXPECT_EQ(program.wait().status, 0);
 }
 
 TEST(Window, F1LeavesAFullscreenStartAndComesBack)
