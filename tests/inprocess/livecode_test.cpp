@@ -10,6 +10,7 @@
 #include "scenes/show.h"
 #include "scenes/solardistrict.h"
 #include "tests/support/drawing.h"
+#include "tests/support/idlescene.h"
 #include "tests/support/program.h"
 
 using drawing::extent;
@@ -31,15 +32,23 @@ void draw(const char* scene, int ms, int frames)
 
 Solardistrict& district() { return *static_cast<Solardistrict*>(demo.scenes["solardistrict"]); }
 
-// The module of the project's build, as a rehearsal loads it after a save
-Livecode::Registration rebuilt()
+// The module of the project's build, as a rehearsal loads it after saves of these files
+Livecode::Registration rebuilt(const std::vector<std::string>& saved)
 {
     Livecode::Registration registration = nullptr;
     livecode.start();
-    livecode.rebuild("scenes/guillotine.cpp");
+    for (const std::string& file : saved) livecode.rebuild(file);
     program::waitFor(120, [&] { return (registration = livecode.update()) != nullptr; });
     return registration;
 }
+
+int count(const std::vector<std::string>& lines, const std::string& start)
+{
+    return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.rfind(start, 0) == 0; }));
+}
+
+// A rebuilt show that lost every scene but the greets
+void greetsOnly() { demo.addScene("greets", new IdleScene()); }
 
 TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
 {
@@ -54,8 +63,10 @@ TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
     double page = effects.animationPosition;
     Scene* before = demo.scenes["guillotine"];
 
-    Livecode::Registration registration = rebuilt();
+    drawing::LogCapture log;
+    Livecode::Registration registration = rebuilt({"scenes/intro.cpp", "scenes/guillotine.cpp"});
     ASSERT_NE(registration, nullptr) << livecode.error;
+    EXPECT_EQ(count(log.lines(), "Livecode: Built in "), 1) << "a save during a build stops it";
     demo.swapScenes(registration);
     ASSERT_NE(demo.scenes["guillotine"], before) << "the module's scenes run now";
     EXPECT_EQ(livecode.error, "");
@@ -70,6 +81,16 @@ TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
     draw("intro", 6000, 1);
     auto [top, bottom] = extent(0.5f, arm1);
     EXPECT_NEAR(top < 1.0f ? top - 1.0f : bottom, -0.07f + 0.004f * 10, onePixel) << "the eleventh shake";
+}
+
+// The schedule still names scenes the rebuilt show lacks: the running scenes play on.
+TEST(Livecode, RebuiltScenesTheScheduleCannotFindAreRefused)
+{
+    std::map<std::string, Scene*> running = demo.scenes;
+    demo.swapScenes(greetsOnly);
+    EXPECT_EQ(demo.scenes, running);
+    EXPECT_EQ(livecode.error, "The rebuilt scenes were not swapped in: Script: Error! data/demo.lua:1: "
+                              "addSceneToTimeline: no scene is registered as intro");
 }
 
 }  // namespace
