@@ -1,5 +1,7 @@
 // Cam: the free-flying debugging camera, a position and three angles in degrees. Every
 // change is echoed to standard output so a path can be flown and read back.
+// Owns: the free camera's position and angles.
+// Depends on: OpenGL 1.x fixed function and GLU (gluLookAt); standard output for its echo.
 #pragma once
 
 class Cam {

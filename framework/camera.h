@@ -1,6 +1,9 @@
 // Camera: the projection side of drawing. The 45-degree perspective of the 3D scene, the
 // flat unit-square mode every overlay and full-screen effect draws in, the letterboxed
 // viewport, and the zoom and depth debugging keys. Keeps no matrices of its own.
+// Owns: the field of view and the near and far planes; the matrices are GL's.
+// Depends on: OpenGL 1.x fixed function and GLU (gluPerspective); Config for the size and the
+//  aspect ratio.
 #pragma once
 
 class Camera {

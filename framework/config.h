@@ -1,5 +1,7 @@
 // Config: the settings of "data/config.lua", read once at start-up through the shared Lua
 // state; the command line may overwrite some of them afterwards.
+// Owns: the thirteen settings, as static members defined with the globals.
+// Depends on: Lua 5.1 through Script (the one state); Logger for the listing in debug mode.
 #pragma once
 
 #include <string>

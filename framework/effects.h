@@ -1,6 +1,9 @@
 // Effects: the flat full-screen effects the scenes compose, and the blend mode they share.
 // Slide and fade run on the music clock; flash, parallax and the flip-book advance a fixed
 // step per drawn frame, so their speed follows the frame rate by design.
+// Owns: the fade and flash levels, the flip-book and the blend mode; the parallax offsets.
+// Depends on: OpenGL 1.x fixed function; Camera, Primitives, Texturemanager, Music and Math for
+//  drawing.
 #pragma once
 
 #include <string>

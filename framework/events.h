@@ -1,5 +1,8 @@
 // Events: the one place SDL events are read. Drains the queue once per frame and routes
 // keys, mouse, resize, expose, close and minimise/restore.
+// Owns: the event being handled, read by Input and Joystick.
+// Depends on: SDL 1.2 (the event queue); Input, Joystick, Window, OpenGL and Demo, where events
+//  lead.
 #pragma once
 
 #include <SDL/SDL.h>  // Required for: SDL_Event

@@ -1,4 +1,6 @@
 // FPS: frame rate against music time, debug mode only; one "Plot" line per second of music.
+// Owns: the frame count and the rate of the last second.
+// Depends on: Music for the time; Demo for the status line; Logger for the Plot lines.
 #pragma once
 
 #include <string>

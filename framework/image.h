@@ -1,4 +1,6 @@
 // Image: decoded pixels in memory, bottom row first, four bytes per pixel per row.
+// Owns: its pixel block, until releaseData().
+// Depends on: nothing but the C++ standard library.
 #pragma once
 
 class Image {

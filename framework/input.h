@@ -1,5 +1,8 @@
 // Input: the rehearsal controls. Some keys act once when pressed; seeking and the free
 // camera set held flags that update() turns into motion once per polled event.
+// Owns: the held-key flags.
+// Depends on: SDL 1.2 key symbols; Demo, Timer, Music, Camera, Cam, OpenGL, Window and Effects,
+//  which the keys steer.
 #pragma once
 
 #include <SDL/SDL.h>  // Required for: SDL_KeyboardEvent

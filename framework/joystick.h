@@ -1,5 +1,7 @@
 // Joystick: a PlayStation-style pad in debug mode. Logs every button and stick by name;
 // L2/R2 and the left stick's horizontal axis seek by one second.
+// Owns: the open pad.
+// Depends on: SDL 1.2 (joystick subsystem); Events for the event; Timer for the seeks; Logger.
 #pragma once
 
 #include <SDL/SDL.h>  // Required for: SDL_Joystick

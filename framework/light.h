@@ -1,4 +1,6 @@
 // Light: the parameters of one fixed-function light, uploaded on request.
+// Owns: one light's ambient, diffuse, specular and position values.
+// Depends on: OpenGL 1.x fixed function (glLightfv).
 #pragma once
 
 class Light {

@@ -1,4 +1,7 @@
 // Loader: counts the loading work and shows a progress bar after every finished step.
+// Owns: the step counts and the fraction shown.
+// Depends on: OpenGL 1.x fixed function; Camera for the flat mode; Window for the swap and the
+//  title.
 #pragma once
 
 #include <string>

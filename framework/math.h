@@ -1,4 +1,6 @@
 // Math: music time mapped onto 0..1 progress, and random floats.
+// Owns: nothing.
+// Depends on: the C library (rand, nextafterf).
 #pragma once
 
 class Math {

@@ -1,6 +1,9 @@
 // OpenGL: the context the window carries. Framebuffer attributes, GLEW, the fixed GL state
 // the demo relies on (blending, smoothing, multisampling, depth), vsync, the viewport on
 // resize, the buffer swap and the screenshot.
+// Owns: the antialiasing and depth flags; the context itself belongs to the window.
+// Depends on: OpenGL 1.x and 2.0 through GLEW 2.2; SDL 1.2 (GL attributes, swap, BMP writing);
+//  Camera, Music.
 #pragma once
 
 class OpenGL {

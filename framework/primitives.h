@@ -1,5 +1,7 @@
 // Primitives: the textured full-screen quads every flat effect is made of. Each is one
 // GL_QUADS primitive in the current matrices, with whatever texture and colour are bound.
+// Owns: nothing.
+// Depends on: OpenGL 1.x fixed function.
 #pragma once
 
 class Primitives {

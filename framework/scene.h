@@ -1,5 +1,7 @@
 // Scene: the interface every part of the presentation implements; the director knows scenes
 // only through it. A scene reads the music clock itself.
+// Owns: nothing: the director owns the scenes.
+// Depends on: nothing.
 #pragma once
 
 class Scene {

@@ -1,4 +1,6 @@
 // Texture: one GL texture name, uploaded from an Image and bound to a texture unit.
+// Owns: one GL texture name, never deleted.
+// Depends on: OpenGL 1.3 (glActiveTexture) through GLEW.
 #pragma once
 
 #include "image.h"

@@ -1,5 +1,7 @@
 // Timeline: one scheduled appearance of a scene; the global `timeLine` holds the schedule in
 // `entries`, in the order the timeline script added them.
+// Owns: the entries' array, not the entries.
+// Depends on: nothing but the C++ standard library.
 #pragma once
 
 #include <string>

@@ -1,5 +1,7 @@
 // Timer: the demo clock as the rest of the program asks for it. A facade over the music:
 // it keeps no time of its own, so the picture can never drift from the sound.
+// Owns: the held processor time, when one is held.
+// Depends on: Music, the one clock; the C library's clock(); FPS in debug mode.
 #pragma once
 
 class Timer {

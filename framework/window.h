@@ -1,5 +1,8 @@
 // Window: the SDL 1.2 video surface that carries the OpenGL context; start-up, resize,
 // fullscreen toggle, cursor, caption, and the end of every frame (10 ms pause and swap).
+// Owns: the video surface and its flags.
+// Depends on: SDL 1.2 (video, caption, cursor, delay); OpenGL for the context's state; Config;
+//  Joystick at start-up.
 #pragma once
 
 #include <SDL/SDL.h>  // Required for: SDL_Surface, Uint32
