@@ -263,12 +263,14 @@ Reading Stream::look(ALuint source, ALint& state)
 {
     // The device's clock and latency come from one query and the source's offset with the
     // device's clock from another; a mixer update in between shows as two clocks, and is retried.
+    // The query waits for the mixer's lock (milliseconds on a sound server) and measures once it
+    // has it, so the moment it describes is its end, not its start.
     Reading reading = {};
     ALCint64SOFT device[2] = { 0, 0 };
     ALint64SOFT offset[2] = { 0, 0 };
     for (int tries = 0; tries < 3; tries++) {
-        reading.wall = wallMs();
         alcGetInteger64vSOFT(audio.system, ALC_DEVICE_CLOCK_LATENCY_SOFT, 2, device);
+        reading.wall = wallMs();
         if (!source) break;
         alGetSourcei64vSOFT(source, AL_SAMPLE_OFFSET_CLOCK_SOFT, offset);
         if (offset[1] == device[0]) break;

@@ -31,6 +31,8 @@ void writePng(const std::string& path, const PngSpec& picture);
 
 // Writes a sine chord of `seconds` with libsndfile; `format` is a full SF_FORMAT_* value
 void writeTrack(const std::string& path, double seconds, int rate, int channels, int format);
+// Writes these interleaved samples with libsndfile
+void writeSamples(const std::string& path, const std::vector<float>& samples, int rate, int channels, int format);
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text);
