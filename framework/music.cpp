@@ -317,15 +317,19 @@ void Stream::window(float* samples, int count)
 
 bool Stream::live()
 {
-    if (!channel) {
-        audio.result = AL_INVALID_NAME;
-        return false;
+    int error = AL_INVALID_NAME;
+    if (channel) {
+        position(channel);
+        error = alGetError();
     }
-    position(channel);
-    int error = alGetError();
-    audio.result = error;
-    if (error != AL_INVALID_NAME) audio.check(error, Audio::CONTEXT);
+    audio.check(error, Audio::CONTEXT, nullptr, AL_INVALID_NAME);
     return error == AL_NO_ERROR;
+}
+
+// What Audio::update runs once per frame: played buffers replaced, a source that ran dry restarted
+static void refill()
+{
+    if (sound && channel) sound->service(channel);
 }
 
 Music::Music(std::string name) : playing(false), length(0), volume(1.0f), holding(-1)
@@ -334,11 +338,13 @@ Music::Music(std::string name) : playing(false), length(0), volume(1.0f), holdin
     sound = new Stream();
     sound->open("data/audio/" + name);
     sound->watchDevice();
+    audio.pump(refill);
 }
 
 Music::~Music()
 {
     logger << "Music: Closing..." << std::endl;
+    audio.pump(nullptr);
     if (channel) {
         sound->detach(channel);
         alDeleteSources(1, &channel);
@@ -432,7 +438,7 @@ void Music::changePosition(int delta)
 int Music::getLength()
 {
     length = static_cast<unsigned int>(sound->frames * 1000 / sound->info.samplerate);
-    audio.result = 0;
+    audio.check(AL_NO_ERROR, Audio::CONTEXT);
     return static_cast<int>(length);
 }
 
@@ -497,8 +503,3 @@ bool Music::checkPlaying() { return playing; }
 void Music::hold(int ms) { holding = std::max(ms, 0); }
 
 void Music::follow() { holding = -1; }
-
-void Music::refill()
-{
-    if (sound && channel) sound->service(channel);
-}

@@ -100,7 +100,7 @@ void writeTrack(const std::string& path, double seconds, int rate, int channels,
     std::vector<float> samples(static_cast<size_t>(seconds * rate) * channels);
     for (size_t i = 0; i < samples.size(); i++) {
         double t = static_cast<double>(i / channels) / rate;
-        samples[i] = static_cast<float>(0.2 * sin(2 * pi * 220 * t) + 0.1 * sin(2 * pi * 330 * t));
+        samples[i] = static_cast<float>(TONE_AMPLITUDE * sin(2 * pi * TONE_HZ * t));
     }
     writeSamples(path, samples, rate, channels, format);
 }
