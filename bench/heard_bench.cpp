@@ -29,6 +29,7 @@ const Scenario SCENARIOS[] = {
      "settle start play:2500 seek:20000 play:2500 pause play:700 resume play:2500 seek:7000 play:2500"},
     {"a 200 ms stall, 60 fps", 60, 0, "settle start play:2500 stall:200 play:3000 stall:200 play:3000"},
     {"15 fps, drawing 0 to 40 ms a frame", 15, 40, "settle start play:3000 seek:20000 play:3000 stall:200 play:3000"},
+    {"250 ms frames", 4, 0, "settle start play:5000 seek:20000 play:5000"},
 };
 
 double quantile(std::vector<double> values, double q)

@@ -8,8 +8,8 @@ namespace {
 
 const double BUCKET_MS = 250.0;
 // A reading of a working output with a fixed latency is late by at most about one mixer period
-// (23 ms at 44.1 kHz and OpenAL's default 1024 samples); one further behind than that is an
-// output that fell behind.
+// (23 ms at 44.1 kHz and OpenAL's default 1024 samples), and a sound server's jitters by far
+// less; one further behind than that is an output that fell behind.
 const double FELL_BEHIND_MS = 30.0;
 // How much faster than wall time the clock may run to reach the sound after a resume, where the
 // ear can be up to a mixer period ahead of the frozen picture: half again as fast, so no frame
@@ -66,12 +66,12 @@ void Clock::learn(const Reading& reading)
     lastDevice = reading.device;
     lastLatency = reading.latency;
 
-    double offset = reading.device - reading.latency - reading.wall;
+    // A reading far later than the clock's estimate is no late reading but an output that fell
+    // behind (its mixer stalled, and the sound with it; ALSA goes on from where a stalled process
+    // left it): from here on only it counts, so the picture holds from its first reading on.
+    double offset = reading.device - reading.latency - reading.wall, best = 0.0;
+    if (deviceOffset(best) && offset < best - FELL_BEHIND_MS) bucketCount = recentCount = 0;
     recent[recentCount++ % RECENT] = offset;
-    // A reading far later than the best of the window is no late reading but an output that
-    // fell behind (its mixer stalled, and the sound with it): from here on only it counts.
-    double best = 0.0;
-    if (deviceOffset(best) && !live && offset < best - FELL_BEHIND_MS) bucketCount = 0;
     long long index = static_cast<long long>(std::floor(reading.wall / BUCKET_MS));
     Bucket& newest = buckets[(bucketCount + BUCKETS - 1) % BUCKETS];
     if (bucketCount > 0 && newest.index == index) {
@@ -88,10 +88,7 @@ bool Clock::deviceOffset(double& offset) const
         double sorted[RECENT];
         std::copy(recent, recent + count, sorted);
         std::nth_element(sorted, sorted + count / 2, sorted + count);
-        // The newest reading is believed at once when it puts the sound further back: an output
-        // that fell behind (ALSA goes on from where a stalled process left it) holds the picture
-        // from its first reading on. Ahead of the others it may be an outlier, and waits for one more.
-        offset = std::min(sorted[count / 2], recent[(recentCount - 1) % RECENT]);
+        offset = sorted[count / 2];
         return count > 0;
     }
     // The window is the last BUCKETS quarter seconds that had readings, not the last two

@@ -25,8 +25,10 @@ ALuint channel = 0;
 
 namespace {
 
-// Eight buffers of an eighth of a second each: a second queued ahead outlasts frames as slow
-// as ten per second many times over, and a seek decodes no more than that second anew.
+// Eight buffers of an eighth of a second each. The queue is refilled once a frame, so it must
+// outlast the longest frame, plus a buffer (one counts as played only once all of it is mixed),
+// plus the mixer's lead (up to 80 ms on a sound server): about 460 ms for a frame of 250 ms,
+// which a second covers twice over, and a seek decodes no more than that second anew.
 const int BUFFERS = 8;
 const int BUFFERS_PER_SECOND = 8;
 

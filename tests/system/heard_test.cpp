@@ -1,9 +1,9 @@
 // The music clock against what a real sound server plays: the engine's audio and music in the
-// player, on a private PulseAudio server, its null sink recorded and the heard position found
-// in the recording. A start, a seek, a pause and resume, and a stall of the whole process,
-// through both ways to the server: PulseAudio's own protocol ("esd"), which plays on through
-// the stall and skips ahead, and ALSA's pulse plugin ("alsa"), which goes on from where it
-// stopped and falls behind.
+// player, on a private PulseAudio server ("esd" output), its null sink recorded and the heard
+// position found in the recording. A start, a seek, a pause and resume, and a stall of the
+// whole process, through which the server plays on and the sound skips ahead. (ALSA's pulse
+// plugin, which falls behind instead, is measured by bench/heard_bench.cpp: under a loaded
+// machine its own underruns make it a poor check.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,17 +23,15 @@ double worst(const heard::Run& run, const heard::Heard& heard, const std::string
     return worst;
 }
 
-class HeardPosition : public testing::TestWithParam<const char*> {};
-
 }  // namespace
 
-TEST_P(HeardPosition, ClockIsWhatTheSinkPlaysAfterStartSeekResumeAndAStall)
+TEST(HeardPosition, ClockIsWhatPulseAudioPlaysAfterStartSeekResumeAndAStall)
 {
     heard::Server server;
     ASSERT_TRUE(server.started()) << "PulseAudio did not start";
     fixture::Directory directory;
     heard::writeTrack(directory.file("data/audio/noise.wav"));
-    directory.config({{"AUDIO", std::string("\"") + GetParam() + "\""}, {"MUSIC", "\"noise.wav\""}, {"DEBUG", "false"}});
+    directory.config({{"AUDIO", "\"esd\""}, {"MUSIC", "\"noise.wav\""}, {"DEBUG", "false"}});
 
     heard::Recording recording(server);
     heard::Run run = heard::play(directory, server.environment(), 60, 0,
@@ -46,5 +44,3 @@ TEST_P(HeardPosition, ClockIsWhatTheSinkPlaysAfterStartSeekResumeAndAStall)
     for (const char* kind : {"start", "seek", "resume"}) EXPECT_LE(worst(run, heard, kind, 100), 2.0) << kind;
     EXPECT_LE(worst(run, heard, "stall", 300), 1000 / 60.0);
 }
-
-INSTANTIATE_TEST_SUITE_P(Outputs, HeardPosition, testing::Values("esd", "alsa"));
