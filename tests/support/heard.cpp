@@ -6,6 +6,7 @@
 #include <fftw3.h>     // Required for: fftwf_plan_dft_r2c_1d(), fftwf_plan_dft_c2r_1d()
 #include <poll.h>      // Required for: poll()
 #include <sndfile.h>   // Required for: SF_FORMAT_WAV, SF_FORMAT_FLOAT
+#include <sys/resource.h>  // Required for: setpriority()
 #include <sys/wait.h>  // Required for: waitpid()
 #include <unistd.h>    // Required for: fork(), execvp(), pipe(), mkdtemp()
 
@@ -37,13 +38,16 @@ double steadyMs()
 }
 
 // Starts `words` in `directory` with `environment` added, standard output to `out` (or
-// nowhere), standard error to the file `errors`
+// nowhere), standard error to the file `errors`. Ahead of the machine's other work where it may
+// be (as root): what is measured is the clock through the stalls a test makes, not the ones a
+// busy machine adds at random.
 pid_t spawn(const std::vector<std::string>& words, const Environment& environment, int out = -1,
             const std::string& errors = "/dev/null", const std::string& directory = ".")
 {
     pid_t pid = fork();
     if (pid != 0) return pid;
     if (chdir(directory.c_str()) != 0) _exit(126);
+    setpriority(PRIO_PROCESS, 0, -15);
     for (const auto& [key, value] : environment) setenv(key.c_str(), value.c_str(), 1);
     int null = open("/dev/null", O_WRONLY);
     int error = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -264,6 +268,14 @@ double Heard::at(double wall) const
     return (starts[chunk] + (sample - static_cast<double>(chunk) * CHUNK)) * 1000.0 / RATE;
 }
 
+bool Heard::jumped(double wall, double ms) const
+{
+    double last = (wall - firstHeard) * RATE / 1000.0, first = last - ms * RATE / 1000.0;
+    for (long c = std::max(1L, static_cast<long>(first / CHUNK)); c <= last / CHUNK && c < static_cast<long>(starts.size()); c++)
+        if (starts[c] >= 0 && starts[c] != starts[c - 1] + CHUNK) return true;
+    return false;
+}
+
 Run play(const fixture::Directory& directory, const Environment& environment, int fps, int busyMs,
          const std::string& steps, double seconds)
 {
@@ -304,6 +316,9 @@ std::vector<Error> errorsAfter(const Run& run, const Heard& heard, const std::st
         double from = run.events[e].wall, until = e + 1 < run.events.size() ? run.events[e + 1].wall : INFINITY;
         for (const Frame& frame : run.frames) {
             if (frame.before < from + fromMs || frame.after >= until) continue;
+            // The event's own jump comes within the output's latency (under 100 ms); a later one
+            // is a dropout nobody asked for.
+            if (frame.before - fromMs > from + 100 && heard.jumped(frame.before, fromMs)) continue;
             double early = heard.at(frame.before), late = heard.at(frame.after);
             if (std::isnan(early) || std::isnan(late) || late < early) continue;
             // The position is a whole millisecond, cut down: it stands for [position, position + 1).

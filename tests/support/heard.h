@@ -90,6 +90,8 @@ public:
     // The track ms heard at steady-clock ms `wall`; NaN in silence or where the recording does
     // not match one stretch of the track
     double at(double wall) const;
+    // Whether the heard track jumped (or came back from silence) within `ms` before `wall`
+    bool jumped(double wall, double ms) const;
 
 private:
     std::vector<long> starts;  // the track frame of each chunk of the recording, or -1
@@ -121,7 +123,9 @@ Run play(const fixture::Directory& directory, const Environment& environment, in
 
 // How far each frame's position lies from what was heard while it was read (0 within), for
 // the frames from `fromMs` after each `kind` event until the next event, with the moment of
-// each frame after its event. Frames heard in silence or in a stretch not found are left out.
+// each frame after its event. Frames heard in silence or in a stretch not found are left out,
+// and so are those within `fromMs` of a dropout the player did not ask for (a busy machine
+// starving the sound): they are measured as after a stall, not as steady play.
 struct Error {
     double age;  // ms after the event
     double ms;
