@@ -1,7 +1,9 @@
-// Clock benchmark: how the music clock behaves while the track plays on the null output.
-// Reports the step between successive getPosition readings against wall time (median and
-// worst, at 100 readings per second), the drift over a minute, the cost of one reading, and
-// what opening a 140 s Ogg Vorbis track costs streamed against decoded whole.
+// Clock benchmark on the null output, which plays nothing: its figures are the mixer's schedule
+// as the clock reads it, not what is heard (heard_bench.cpp measures that on a sound server).
+// Reports the step between successive getPosition readings against wall time (median and worst,
+// at 100 readings per second), the drift from the schedule over a minute, the cost of one
+// reading and of a seek, and what opening a 140 s Ogg Vorbis track costs streamed against
+// decoded whole (the music streams it).
 #include <benchmark/benchmark.h>  // Required for: the benchmark registry and counters
 #include <sndfile.h>              // Required for: sf_open(), sf_readf_float()
 #include <unistd.h>               // Required for: mkdtemp()
@@ -70,10 +72,10 @@ static Steps readClock(double seconds, double periodMs, int updateEvery, double 
 
 static void report(benchmark::State& state, const Steps& steps)
 {
-    state.counters["step_error_median_ms"] = steps.errors[steps.errors.size() / 2];
-    state.counters["step_error_p99_ms"] = steps.errors[steps.errors.size() * 99 / 100];
-    state.counters["step_error_worst_ms"] = steps.errors.back();
-    state.counters["drift_ms"] = steps.drift;
+    state.counters["schedule_step_error_median_ms"] = steps.errors[steps.errors.size() / 2];
+    state.counters["schedule_step_error_p99_ms"] = steps.errors[steps.errors.size() * 99 / 100];
+    state.counters["schedule_step_error_worst_ms"] = steps.errors.back();
+    state.counters["schedule_drift_ms"] = steps.drift;
     state.counters["backwards"] = steps.backwards;
     state.counters["longest_hold"] = steps.longestHold;
 }

@@ -1,6 +1,11 @@
 // Audio: the sound system on OpenAL Soft. Opens the configured output, checks the library
-// versions, pumps the music stream once per frame and is the one error check through which
-// every sound call passes (any error ends the program with status 255).
+// versions, pumps the sound once per frame and is the one error check through which every sound
+// call passes (any error ends the program with status 255).
+//
+// Depends on: OpenAL Soft 1.19 (the device and its context), libsndfile 1.0.28 (its version and
+// error texts), the configuration and the log. Owns: the device and the context.
+// Knows nothing of the music: the music hands it the refill that update() runs each frame, and
+// checks its own calls through check(), so the dependency runs one way, music to audio.
 #pragma once
 
 #include <AL/alc.h>  // Required for: ALCdevice, ALCcontext
@@ -15,22 +20,23 @@ public:
     Audio();
     ~Audio();
 
-    // Refills the music stream; called once per frame
+    // Runs the refill the music handed over, then checks the output's error state; once per frame
     void update();
     // Does nothing for 0; any other code logs, prints and ends the program with status 255
     void checkError(int result);
 
-private:
-    friend class Music;
-    friend struct Stream;
-
     // AL and ALC error codes share their values, so the text depends on who reported the code
     enum Library { CONTEXT, DEVICE, DECODER };
+    // Stores a code reported by `from` in `result`, then checks it; `text` is the library's own
+    // wording of the error where it has one, and a `tolerated` code passes like 0
+    void check(int code, Library from, const char* text = nullptr, int tolerated = 0);
+    // What update() runs first: the music's refill (nothing before the music opens, or after it closes)
+    void pump(void (*refill)());
+
+private:
     Library library;        // whose table explains `result`
     const char* detail;     // the decoder's own wording of its last error, when it has one
-
-    // Stores a code reported by `from` in `result`, then checks it
-    void check(int code, Library from, const char* text = nullptr);
+    void (*refill)();
 };
 
 extern Audio audio;

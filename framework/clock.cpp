@@ -7,12 +7,13 @@
 namespace {
 
 const double BUCKET_MS = 250.0;
-// Readings of a working output are late by at most about one mixer period (23 ms at 44.1 kHz
-// and OpenAL's default 1024 samples)
+// A reading of a working output with a fixed latency is late by at most about one mixer period
+// (23 ms at 44.1 kHz and OpenAL's default 1024 samples), and a sound server's jitters by far
+// less; one further behind than that is an output that fell behind.
 const double FELL_BEHIND_MS = 30.0;
-// How much faster than wall time the clock may run to catch up with the sound (after a resume
-// the ear can be up to a mixer period ahead of the frozen picture): half again as fast, so no
-// frame jumps by more than half a frame, and 20 ms are made up within 40 ms.
+// How much faster than wall time the clock may run to reach the sound after a resume, where the
+// ear can be up to a mixer period ahead of the frozen picture: half again as fast, so no frame
+// jumps by more than half a frame, and 20 ms are made up within 40 ms.
 const double CATCH_UP = 0.5;
 
 }  // namespace
@@ -46,9 +47,15 @@ double Clock::read(const Reading& reading, double cap)
     lastWall = reading.wall;
 
     double offset = 0.0, next = runOn ? held + elapsed : held;
-    if (anchored && deviceOffset(offset))
-        next = std::min(reading.wall + offset + anchor, held + elapsed * (1.0 + CATCH_UP));
-    // Never backwards: after a seek the value waits at its target until the sound gets there.
+    if (anchored && deviceOffset(offset)) {
+        double heard = reading.wall + offset + anchor;
+        // Any other gap is the output skipping ahead (a sound server plays on through an
+        // underrun): the picture goes where the sound is at once, and no further.
+        next = runOn ? std::min(heard, held + elapsed * (1.0 + CATCH_UP)) : heard;
+        runOn = runOn && next < heard;
+    }
+    // Never backwards: after a seek, or when the output falls behind, the value waits until the
+    // sound gets there.
     held = std::max(held, std::min(next, cap));
     return held;
 }
@@ -59,24 +66,17 @@ void Clock::learn(const Reading& reading)
     lastDevice = reading.device;
     lastLatency = reading.latency;
 
-    double offset = reading.device - reading.latency - reading.wall;
+    // A reading far later than the clock's estimate is no late reading but an output that fell
+    // behind (its mixer stalled, and the sound with it; ALSA goes on from where a stalled process
+    // left it): from here on only it counts, so the picture holds from its first reading on.
+    double offset = reading.device - reading.latency - reading.wall, best = 0.0;
+    if (deviceOffset(best) && offset < best - FELL_BEHIND_MS) bucketCount = recentCount = 0;
     recent[recentCount++ % RECENT] = offset;
     long long index = static_cast<long long>(std::floor(reading.wall / BUCKET_MS));
     Bucket& newest = buckets[(bucketCount + BUCKETS - 1) % BUCKETS];
     if (bucketCount > 0 && newest.index == index) {
         newest.offset = std::max(newest.offset, offset);
         return;
-    }
-    // A whole quarter second read far later than before is no late reading but an output that
-    // fell behind (its mixer stalled, and the sound with it): from here on only that counts.
-    if (bucketCount > 1) {
-        double before = -INFINITY;
-        for (int i = 1; i < std::min(bucketCount, BUCKETS); i++)
-            before = std::max(before, buckets[(bucketCount - 1 - i) % BUCKETS].offset);
-        if (newest.offset < before - FELL_BEHIND_MS) {
-            buckets[0] = newest;
-            bucketCount = 1;
-        }
     }
     buckets[bucketCount++ % BUCKETS] = { index, offset };
 }

@@ -32,14 +32,15 @@ public:
     double read(const Reading& reading, double cap);
 
 private:
-    // Device time heard minus wall time, per reading. Outputs with a fixed latency are read
-    // late by however long after a mixer update the reading came, so only the latest-looking
+    // Device time heard minus wall time, per reading. Outputs with a fixed latency are read late
+    // by however long after a mixer update the reading came, so only the latest-looking
     // readings tell the truth (the best of each quarter second of the last eight is kept: at
     // ten frames a second it takes that many to meet a punctual one). Outputs whose latency
     // is measured at the moment of asking (a sound server) are right but for rare outliers;
-    // there the middle of the last few counts, which follows a dropout within three readings.
+    // there the middle of the last three counts, which follows a skip or a dropout within two
+    // readings: one frame, which reads the clock twice (the refill and the picture).
     static const int BUCKETS = 32;
-    static const int RECENT = 5;
+    static const int RECENT = 3;
     struct Bucket {
         long long index;  // which quarter second of the steady clock
         double offset;
@@ -54,7 +55,7 @@ private:
     double from;          // where the source started again, in track ms
     bool anchored;        // a reading since then, so that `anchor` means something
     double anchor;        // track ms minus device ms while the source plays on
-    bool runOn;
+    bool runOn;           // after a resume: runs on at wall speed, then catches up, until it meets the sound
     double lastWall;
 
     void learn(const Reading& reading);

@@ -25,8 +25,10 @@ ALuint channel = 0;
 
 namespace {
 
-// Eight buffers of an eighth of a second each: a second queued ahead outlasts frames as slow
-// as ten per second many times over, and a seek decodes no more than that second anew.
+// Eight buffers of an eighth of a second each. The queue is refilled once a frame, so it must
+// outlast the longest frame, plus a buffer (one counts as played only once all of it is mixed),
+// plus the mixer's lead (up to 80 ms on a sound server): about 460 ms for a frame of 250 ms,
+// which a second covers twice over, and a seek decodes no more than that second anew.
 const int BUFFERS = 8;
 const int BUFFERS_PER_SECOND = 8;
 
@@ -263,12 +265,14 @@ Reading Stream::look(ALuint source, ALint& state)
 {
     // The device's clock and latency come from one query and the source's offset with the
     // device's clock from another; a mixer update in between shows as two clocks, and is retried.
+    // The query waits for the mixer's lock (milliseconds on a sound server) and measures once it
+    // has it, so the moment it describes is its end, not its start.
     Reading reading = {};
     ALCint64SOFT device[2] = { 0, 0 };
     ALint64SOFT offset[2] = { 0, 0 };
     for (int tries = 0; tries < 3; tries++) {
-        reading.wall = wallMs();
         alcGetInteger64vSOFT(audio.system, ALC_DEVICE_CLOCK_LATENCY_SOFT, 2, device);
+        reading.wall = wallMs();
         if (!source) break;
         alGetSourcei64vSOFT(source, AL_SAMPLE_OFFSET_CLOCK_SOFT, offset);
         if (offset[1] == device[0]) break;
@@ -315,15 +319,19 @@ void Stream::window(float* samples, int count)
 
 bool Stream::live()
 {
-    if (!channel) {
-        audio.result = AL_INVALID_NAME;
-        return false;
+    int error = AL_INVALID_NAME;
+    if (channel) {
+        position(channel);
+        error = alGetError();
     }
-    position(channel);
-    int error = alGetError();
-    audio.result = error;
-    if (error != AL_INVALID_NAME) audio.check(error, Audio::CONTEXT);
+    audio.check(error, Audio::CONTEXT, nullptr, AL_INVALID_NAME);
     return error == AL_NO_ERROR;
+}
+
+// What Audio::update runs once per frame: played buffers replaced, a source that ran dry restarted
+static void refill()
+{
+    if (sound && channel) sound->service(channel);
 }
 
 Music::Music(std::string name) : playing(false), length(0), volume(1.0f), holding(-1)
@@ -332,11 +340,13 @@ Music::Music(std::string name) : playing(false), length(0), volume(1.0f), holdin
     sound = new Stream();
     sound->open("data/audio/" + name);
     sound->watchDevice();
+    audio.pump(refill);
 }
 
 Music::~Music()
 {
     logger << "Music: Closing..." << std::endl;
+    audio.pump(nullptr);
     if (channel) {
         sound->detach(channel);
         alDeleteSources(1, &channel);
@@ -430,7 +440,7 @@ void Music::changePosition(int delta)
 int Music::getLength()
 {
     length = static_cast<unsigned int>(sound->frames * 1000 / sound->info.samplerate);
-    audio.result = 0;
+    audio.check(AL_NO_ERROR, Audio::CONTEXT);
     return static_cast<int>(length);
 }
 
@@ -495,8 +505,3 @@ bool Music::checkPlaying() { return playing; }
 void Music::hold(int ms) { holding = std::max(ms, 0); }
 
 void Music::follow() { holding = -1; }
-
-void Music::refill()
-{
-    if (sound && channel) sound->service(channel);
-}

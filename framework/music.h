@@ -1,5 +1,10 @@
 // Music: the one track and the master clock of the whole presentation. Its playing
 // position in milliseconds is the demo time; start, pause and seek move the picture with it.
+//
+// Depends on: the audio system (its device, its error check, and the per-frame pump it is
+// handed the refill for), OpenAL Soft 1.19 with AL_SOFT_source_latency (the source and the
+// device's clock), libsndfile (decoding), FFTW 3 (the spectrum), the clock (clock.h) and the log.
+// Owns: the decoder, the source and its buffers, the clock, the analysis history.
 #pragma once
 
 #include <AL/al.h>  // Required for: ALuint
@@ -37,12 +42,7 @@ public:
     void follow();
 
 private:
-    friend class Audio;
-
     int holding;  // ms the clock is held at, -1 while it follows the sound
-
-    // Moves played-out buffers to the end of the queue and restarts an output that ran dry
-    void refill();
 };
 
 extern Stream* sound;   // the opened track; null until the music is constructed

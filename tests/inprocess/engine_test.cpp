@@ -6,9 +6,13 @@
 
 #include <unistd.h>  // Required for: optind
 
+#include <algorithm>
 #include <climits>
+#include <cmath>
+#include <vector>
 
 #include "framework/arguments.h"
+#include "framework/audio.h"
 #include "framework/camera.h"
 #include "framework/config.h"
 #include "framework/demo.h"
@@ -21,6 +25,7 @@
 #include "framework/timer.h"
 #include "tests/support/drawing.h"
 #include "tests/support/idlescene.h"
+#include "tests/support/program.h"
 
 using drawing::integer;
 
@@ -98,6 +103,28 @@ TEST(Clock, StatusTimeTruncatesToMinutesSecondsAndHundredths)
         EXPECT_EQ(timer.getPositionSecond(), second) << ms;
         EXPECT_EQ(timer.getPositionMS(), hundredth) << ms;
     }
+}
+
+// The fixture's track is one sine on a bin centre: what plays shows as that bin at the sine's
+// amplitude, whatever the window's length, and next to nothing elsewhere.
+TEST(Music, SpectrumOfAPlayingSineIsItsAmplitudeInItsBin)
+{
+    music.follow();
+    music.start();
+    ASSERT_TRUE(program::waitFor(10, [] {
+        audio.update();
+        return music.getPosition() > 500;
+    }));
+    for (int count : {256, 1024}) {
+        std::vector<float> spectrum(count);
+        music.getSpectrum(spectrum.data(), count);
+        long bin = std::lround(fixture::TONE_HZ * 2 * count / 22050);
+        EXPECT_EQ(std::max_element(spectrum.begin(), spectrum.end()) - spectrum.begin(), bin) << count;
+        EXPECT_NEAR(spectrum[bin], fixture::TONE_AMPLITUDE, 0.005) << count;
+        spectrum[bin] = 0;
+        EXPECT_LT(*std::max_element(spectrum.begin(), spectrum.end()), 0.005) << count;
+    }
+    music.stop();
 }
 
 TEST(Clock, SeekBeforeTheStartLandsOnZeroAndOnePastTheEndIsIgnored)

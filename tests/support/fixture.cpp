@@ -82,7 +82,7 @@ void writeSolidPng(const std::string& path, int width, int height, Rgba colour)
     writeRgbaPng(path, width, height, [colour](int, int) { return colour; });
 }
 
-void writeTrack(const std::string& path, double seconds, int rate, int channels, int format)
+void writeSamples(const std::string& path, const std::vector<float>& samples, int rate, int channels, int format)
 {
     SF_INFO info = {};
     info.samplerate = rate;
@@ -90,20 +90,19 @@ void writeTrack(const std::string& path, double seconds, int rate, int channels,
     info.format = format;
     SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
     if (!file) throw std::runtime_error("cannot write " + path + ": " + sf_strerror(nullptr));
-    const double pi = 3.14159265358979323846;
-    long frames = static_cast<long>(seconds * rate);
-    std::vector<float> block(4096 * channels);
-    for (long done = 0; done < frames;) {
-        long count = std::min<long>(4096, frames - done);
-        for (long i = 0; i < count; i++) {
-            double t = static_cast<double>(done + i) / rate;
-            float value = static_cast<float>(0.2 * sin(2 * pi * 220 * t) + 0.1 * sin(2 * pi * 330 * t));
-            for (int c = 0; c < channels; c++) block[i * channels + c] = value;
-        }
-        sf_writef_float(file, block.data(), count);
-        done += count;
-    }
+    sf_writef_float(file, samples.data(), static_cast<sf_count_t>(samples.size() / channels));
     sf_close(file);
+}
+
+void writeTrack(const std::string& path, double seconds, int rate, int channels, int format)
+{
+    const double pi = 3.14159265358979323846;
+    std::vector<float> samples(static_cast<size_t>(seconds * rate) * channels);
+    for (size_t i = 0; i < samples.size(); i++) {
+        double t = static_cast<double>(i / channels) / rate;
+        samples[i] = static_cast<float>(TONE_AMPLITUDE * sin(2 * pi * TONE_HZ * t));
+    }
+    writeSamples(path, samples, rate, channels, format);
 }
 
 std::string readFile(const std::string& path)
