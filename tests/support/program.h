@@ -31,8 +31,8 @@ private:
 };
 
 struct Result {
-    int status = -1;         // exit status, or -1 when killed by a signal
-    int signal = 0;          // the signal that ended it, 0 when it exited
+    int status = -1;  // exit status, or -1 when killed by a signal
+    int signal = 0;   // the signal that ended it, 0 when it exited
     std::string out, err;
 };
 
@@ -41,6 +41,10 @@ public:
     explicit Program(const fixture::Directory& directory, std::vector<std::string> arguments = {});
     ~Program();
 
+    // Run as a user without privileges ("nobody") when the tests run as root, whom file
+    // permissions do not stop; the fixture directory is then handed to that user at start.
+    // False when there is no such user
+    bool unprivileged();
     void start();
     bool running();
     // Waits for the end within `seconds`; kills the program and reports a signal otherwise
@@ -68,6 +72,7 @@ private:
     std::vector<std::string> arguments;
     Display server;
     int pid = -1;
+    int user = -1, group = -1;  // who the program runs as; -1: as the tests do
     bool finished = false;
     Result result;
     std::string windowId;
