@@ -108,7 +108,6 @@ void Program::start()
         dup2(err, 2);
         if (user >= 0 && (setgroups(0, nullptr) != 0 || setgid(group) != 0 || setuid(user) != 0)) _exit(125);
         std::vector<char*> argv;
-        std::string binary = DEMO_BINARY;
         argv.push_back(binary.data());
         for (std::string& argument : arguments) argv.push_back(argument.data());
         argv.push_back(nullptr);
@@ -200,6 +199,13 @@ std::string output(const std::string& command)
         pclose(pipe);
     }
     return text;
+}
+
+int occurrences(const std::string& text, const std::string& needle)
+{
+    int found = 0;
+    for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) found++;
+    return found;
 }
 
 Result run(const fixture::Directory& directory, std::vector<std::string> arguments, double seconds)

@@ -41,6 +41,8 @@ public:
     explicit Program(const fixture::Directory& directory, std::vector<std::string> arguments = {});
     ~Program();
 
+    std::string binary = DEMO_BINARY;  // another build's demo, for a benchmark that compares them
+
     // Run as a user without privileges ("nobody") when the tests run as root, whom file
     // permissions do not stop; the fixture directory is then handed to that user at start.
     // False when there is no such user
@@ -90,5 +92,8 @@ std::vector<std::string> lines(const std::string& text);
 
 // What a shell command writes on standard output
 std::string output(const std::string& command);
+
+// How many times `needle` stands in `text`
+int occurrences(const std::string& text, const std::string& needle);
 
 }  // namespace program

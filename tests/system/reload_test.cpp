@@ -16,6 +16,7 @@
 namespace fs = std::filesystem;
 
 using fixture::Directory;
+using program::occurrences;
 using program::Program;
 using program::waitFor;
 using testing::HasSubstr;
@@ -27,13 +28,6 @@ const std::string creditsOnly = "addSceneToTimeline(\"credits\", 0, 150000)\n";
 const std::string reloaded = "Demo: Reload done. Chaning time to ";
 const std::string refused = "Watcher: Reload refused, the running version plays on: ";
 const fixture::Rgba red{220, 20, 20, 255}, green{20, 220, 20, 255};
-
-int countLines(const std::string& text, const std::string& needle)
-{
-    int count = 0;
-    for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) count++;
-    return count;
-}
 
 // A frame or two after a change the window may still show the one before.
 bool shows(Program& demo, const std::function<bool(fixture::Rgba)>& colour)
@@ -91,7 +85,7 @@ protected:
     {
         save(relative, [&](const std::string& path) { fixture::writeFile(path, text); });
     }
-    int reloads() { return countLines(demo.log(), reloaded); }
+    int reloads() { return occurrences(demo.log(), reloaded); }
 
     // The show plays on with the message in the log and the title, and after the repair reloads
     // and clears the title; the music never starts again, so it goes on from where it was.
@@ -99,9 +93,9 @@ protected:
     {
         int before = reloads();
         const std::string said = (mistake.taken ? "" : refused) + mistake.message;
-        int saidBefore = countLines(demo.log(), said);
+        int saidBefore = occurrences(demo.log(), said);
         mistake.spoil();
-        ASSERT_TRUE(waitFor(20, [&] { return countLines(demo.log(), said) > saidBefore; })) << said;
+        ASSERT_TRUE(waitFor(20, [&] { return occurrences(demo.log(), said) > saidBefore; })) << said;
         EXPECT_EQ(reloads(), before + mistake.taken) << mistake.message;
         std::string title;
         EXPECT_TRUE(waitFor(5, [&] { return (title = demo.title()).find(mistake.message) != std::string::npos; }))
@@ -115,7 +109,7 @@ protected:
             << "still in the title: " << title;
         std::vector<int> heard = positions(demo.log());
         EXPECT_TRUE(std::is_sorted(heard.begin(), heard.end())) << mistake.message;
-        EXPECT_EQ(countLines(demo.log(), "Music: Start"), 1) << "started once, never again";
+        EXPECT_EQ(occurrences(demo.log(), "Music: Start"), 1) << "started once, never again";
     }
 
     Directory directory;
@@ -243,17 +237,17 @@ TEST_F(SavingInRehearsal, PausedCheckedOutAndLinkedPicturesReloadAsSaved)
     demo.key("space");
     ASSERT_TRUE(demo.waitForLog("Demo: Paused!"));
     demo.key("Return");
-    ASSERT_TRUE(waitFor(5, [&] { return countLines(demo.out(), "Time: ") == 1; }));
+    ASSERT_TRUE(waitFor(5, [&] { return occurrences(demo.out(), "Time: ") == 1; }));
     save("data/textures/credits.png", [](const std::string& path) { fixture::writeSolidPng(path, 16, 16, red); });
     ASSERT_TRUE(demo.waitForLog(reloaded));
     EXPECT_TRUE(shows(demo, reddish)) << "shown while paused";
     demo.key("Return");
-    ASSERT_TRUE(waitFor(5, [&] { return countLines(demo.out(), "Time: ") == 2; }));
+    ASSERT_TRUE(waitFor(5, [&] { return occurrences(demo.out(), "Time: ") == 2; }));
     std::string out = demo.out();
     size_t first = out.find("Time: "), second = out.find("Time: ", first + 1);
     EXPECT_EQ(out.substr(first, out.find('\n', first) - first), out.substr(second, out.find('\n', second) - second))
         << "still paused at the same moment";
-    EXPECT_EQ(countLines(demo.log(), "Timer: Unpaused!"), 0);
+    EXPECT_EQ(occurrences(demo.log(), "Timer: Unpaused!"), 0);
     demo.key("space");
 
     fs::rename(directory.file("data/textures"), directory.file("checked-out"));
@@ -285,7 +279,7 @@ TEST_F(SavingInRehearsal, ARenameIntoPlaceReloadsOnceAndSettingsOnlyAskForAResta
     directory.write("data/config.lua", directory.read("data/config.lua") + "-- a comment\n");
     ASSERT_TRUE(
         demo.waitForLog("Watcher: data/config.lua changed: it is read once at start-up, restart the demo to apply it"));
-    EXPECT_EQ(countLines(demo.log(), "Demo: Reload!"), 1);
+    EXPECT_EQ(occurrences(demo.log(), "Demo: Reload!"), 1);
 }
 
 TEST(SavingInAShowing, WithoutDebugModeNothingIsWatchedOrReloaded)
