@@ -38,6 +38,14 @@ static Budget& mainBudget()
     return budget;
 }
 
+// Whether `more` bytes stay within the memory limit; past it, the limit's message is set.
+static bool affords(Budget& budget, size_t more)
+{
+    if (budget.bytes + more <= memoryLimit) return true;
+    budget.stopped = "stopped at the limit of " + std::to_string(memoryLimit >> 20) + " MB of memory";
+    return false;
+}
+
 // Lua's allocator contract, with a refusal once a state would hold more than the limit;
 // shrinking never fails.
 static void* allocate(void* data, void* block, size_t oldSize, size_t newSize)
@@ -48,10 +56,7 @@ static void* allocate(void* data, void* block, size_t oldSize, size_t newSize)
         budget->bytes -= oldSize;
         return nullptr;
     }
-    if (newSize > oldSize && budget->bytes - oldSize + newSize > memoryLimit) {
-        budget->stopped = "stopped at the limit of " + std::to_string(memoryLimit >> 20) + " MB of memory";
-        return nullptr;
-    }
+    if (newSize > oldSize && !affords(*budget, newSize - oldSize)) return nullptr;
     void* moved = realloc(block, newSize);
     if (moved) budget->bytes = budget->bytes - oldSize + newSize;
     return moved;
@@ -86,11 +91,14 @@ static int panic(lua_State* state)
     fatal(std::string("Script: Error! ") + (message ? message : "(error object is not a string)"));
 }
 
+// The count never stops, so that no Lua code runs unbounded: not the scripts, nor a metamethod
+// that a getter meets after them.
 static lua_State* newState(Budget& budget)
 {
     lua_State* state = lua_newstate(allocate, &budget);
     if (!state) fatal("Script: Error! cannot create a Lua state");
     lua_atpanic(state, panic);
+    lua_sethook(state, countInstructions, LUA_MASKCOUNT, hookInterval);
     return state;
 }
 
@@ -141,7 +149,6 @@ static std::string run(lua_State* state, const std::string& file)
     std::string text;
     DefaultSignals signals;
     bool ran = compile(state, file, text) == 0 && lua_pcall(state, 0, LUA_MULTRET, 0) == 0;
-    lua_sethook(state, nullptr, 0, 0);
     if (!budget.stopped.empty()) {
         // The limit's message, even when the script caught it: the memory's has no line of its own.
         bool located = budget.stopped.compare(0, file.size(), file) == 0;
@@ -243,6 +250,7 @@ int addSceneToTimeline(lua_State* state)
 
 // The sandbox's addSceneToTimeline: the same arguments are required, and a name that no
 // scene is registered under is a script error at the line of the call instead of the end.
+// The entries count against the memory limit as well.
 static int collectScene(lua_State* state)
 {
     const char* name = argumentText(state, 1, "name");
@@ -250,6 +258,9 @@ static int collectScene(lua_State* state)
     const char* end = argumentText(state, 3, "end");
     std::map<std::string, Scene*>::iterator found = demo.scenes.find(name);
     if (found == demo.scenes.end()) luaL_error(state, "addSceneToTimeline: no scene is registered as %s", name);
+    Budget& budget = budgetOf(state);
+    if (!affords(budget, sizeof(Timeline) + strlen(name))) luaL_error(state, "%s", budget.stopped.c_str());
+    budget.bytes += sizeof(Timeline) + strlen(name);
 
     std::vector<Timeline>* entries = static_cast<std::vector<Timeline>*>(lua_touserdata(state, lua_upvalueindex(1)));
     entries->emplace_back();
@@ -261,7 +272,8 @@ static int collectScene(lua_State* state)
     return 1;
 }
 
-// The libraries a schedule may use: no os, no io, and nothing that loads code from elsewhere.
+// The libraries a schedule may use: no os, no io, nothing that loads code from elsewhere, and
+// no finalizers (newproxy's), which Lua runs with the instruction count switched off.
 static void openSandbox(lua_State* sandbox)
 {
     const lua_CFunction libraries[] = {luaopen_base, luaopen_table, luaopen_string, luaopen_math};
@@ -269,7 +281,7 @@ static void openSandbox(lua_State* sandbox)
         lua_pushcfunction(sandbox, library);
         lua_call(sandbox, 0, 0);
     }
-    for (const char* loader : {"dofile", "loadfile", "load", "loadstring"}) {
+    for (const char* loader : {"dofile", "loadfile", "load", "loadstring", "newproxy"}) {
         lua_pushnil(sandbox);
         lua_setglobal(sandbox, loader);
     }

@@ -193,10 +193,13 @@ TEST_F(Sandbox, ScheduleReadForAReloadReachesNoSystemAndStopsAtItsLimits)
         {"require('os')", "Script: Error! data/demo.lua:1: attempt to call global 'require' (a nil value)"},
         {"loadstring('x = 1')()", "Script: Error! data/demo.lua:1: attempt to call global 'loadstring' (a nil value)"},
         {"dofile('data/config.lua')", "Script: Error! data/demo.lua:1: attempt to call global 'dofile' (a nil value)"},
+        {"newproxy(true)", "Script: Error! data/demo.lua:1: attempt to call global 'newproxy' (a nil value)"},
         {"\nwhile true do end", "Script: Error! data/demo.lua:2: stopped at the limit of 100000000 instructions"},
         {"pcall(function() while true do end end)\naddSceneToTimeline('credits', 0, 1)",
          "Script: Error! data/demo.lua:1: stopped at the limit of 100000000 instructions"},
         {"local t = {} while true do t[#t + 1] = string.rep('x', 1000000) .. #t end",
+         "Script: Error! data/demo.lua: stopped at the limit of 256 MB of memory"},
+        {"for i = 1, 1e9 do addSceneToTimeline('credits', i, i) end",
          "Script: Error! data/demo.lua: stopped at the limit of 256 MB of memory"},
     };
     for (const auto& [lua, message] : refused) {
