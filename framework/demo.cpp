@@ -218,9 +218,11 @@ void Demo::previousScene()
     logger << "Scene: new active scene is " << current << "/" << n << " - time: " << start << std::endl;
 }
 
-// Steps shared by reload and restart: everything is rebuilt from the files on disk.
+// Steps shared by reload and restart: everything is rebuilt from the files on disk, so what a
+// reload on save had to say no longer holds.
 static void rebuild()
 {
+    saveNotice.clear();
     demo.stop();
     demo.releaseScenes();
     timeLine.entries.clear();  // the old entries are not freed

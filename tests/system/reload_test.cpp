@@ -298,7 +298,7 @@ TEST(SavingInAShowing, WithoutDebugModeNothingIsWatchedOrReloaded)
     // A debug-mode reload shows well within this.
     EXPECT_FALSE(waitFor(1.5, [&] { return !white(demo.centre()); })) << "still the picture it started with";
 
-    // The keys' reload is the specified one: a schedule that never ends ends the demo.
+    // The keys' reload is as it was: a schedule that never ends ends the demo.
     directory.schedule("while true do end\n");
     demo.key("shift+BackSpace");
     program::Result result = demo.wait();
