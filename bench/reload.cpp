@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -40,22 +41,29 @@ double median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-// A number from a file of /proc/<pid>: the `index`-th word after `key`.
-double proc(const std::string& file, const std::string& key, int index)
-{
-    std::ifstream in(file);
-    std::string word;
-    while (in >> word && word != key) {
-    }
-    for (int i = 0; i < index; i++) in >> word;
-    return atof(word.c_str());
-}
-
-// Milliseconds of processor time of the main thread (its name, "(demo)", holds no blank).
+// Milliseconds of processor time of the main thread: after the name in parentheses come the
+// state and ten more fields, then the user and system times.
 double processorMs(const std::string& pid)
 {
-    std::string stat = "/proc/" + pid + "/task/" + pid + "/stat";
-    return (proc(stat, "(demo)", 12) + proc(stat, "(demo)", 13)) * 1000.0 / sysconf(_SC_CLK_TCK);
+    std::ifstream in("/proc/" + pid + "/task/" + pid + "/stat");
+    std::string line, field;
+    std::getline(in, line);
+    std::istringstream fields(line.substr(line.rfind(')') + 1));
+    for (int i = 0; i < 11; i++) fields >> field;
+    double user = 0, system = 0;
+    fields >> user >> system;
+    return (user + system) * 1000.0 / sysconf(_SC_CLK_TCK);
+}
+
+double residentMb(const std::string& pid)
+{
+    std::ifstream in("/proc/" + pid + "/status");
+    std::string word;
+    while (in >> word && word != "VmRSS:") {
+    }
+    double kb = 0;
+    in >> kb;
+    return kb / 1024;
 }
 
 // Waits up to `seconds` for the log to hold more of `line` than `seen`: the ms it took, or -1.
@@ -108,7 +116,7 @@ void memoryOverRenames(const fixture::Directory& directory, program::Program& de
         fs::rename(rename == 0 ? big(0) + ".new" : big(rename - 1), big(rename));
         if (untilLogged(demo, reloaded, done, 60) < 0) return (void)printf("memory: rename %d not reloaded\n", rename);
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        resident.push_back(proc("/proc/" + pid + "/status", "VmRSS:", 1) / 1024);
+        resident.push_back(residentMb(pid));
     }
     printf("resident memory with a 4096 x 4096 picture: %.0f MB after 1 rename, %.0f MB after 20\n", resident[1],
            resident[20]);
