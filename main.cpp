@@ -30,6 +30,7 @@
 #include "framework/primitives.h"
 #include "framework/script.h"
 #include "framework/shadermanager.h"
+#include "framework/stage.h"
 #include "framework/texturemanager.h"
 #include "framework/timeline.h"
 #include "framework/timer.h"
@@ -77,12 +78,15 @@ Music music(Config::music);
 Timeline timeLine;
 Shadermanager shadermanager;
 Texturemanager texturemanager;
+// Not one of the start-up modules: the scratch set of a reload on save, empty until one. The
+// managers' loaders pass through it, so it exists before the director loads the assets.
+Stage stage;
 Demo demo;
 Effects effects;
 Math math;
 Primitives primitives;
-// Not one of the start-up modules: it only acts from the director's frames, so it comes after
-// every global it reaches (the log, the managers, the Lua state, the director) and goes first.
+// Not one of the start-up modules either: it is read from the director's frames and reaches
+// nothing but the log.
 Watcher watcher;
 // Live scene code in a rehearsal: the scenes register what they keep from frame to frame with it
 // when they are made, and whatever module their code came from, it outlives them.

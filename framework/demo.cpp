@@ -2,9 +2,10 @@
 // seeking moves it, and the picture follows.
 #include "demo.h"
 
-#include <GL/gl.h>  // Required for: the time bar's lines
-#include <chrono>   // Required for: std::chrono::steady_clock, what a swap takes
-#include <sstream>  // Required for: the status line
+#include <GL/gl.h>    // Required for: the time bar's lines
+#include <SDL/SDL.h>  // Required for: SDL_GetTicks(), SDL_PeepEvents()
+#include <chrono>     // Required for: std::chrono::steady_clock, what a swap takes
+#include <sstream>    // Required for: the status line
 #include <vector>
 
 #include "audio.h"
@@ -20,6 +21,7 @@
 #include "scene.h"
 #include "script.h"
 #include "shadermanager.h"
+#include "stage.h"
 #include "texturemanager.h"
 #include "timeline.h"
 #include "timer.h"
@@ -30,6 +32,24 @@ static const char* const scheduleFile = "data/demo.lua";
 
 // The entries active in the current frame; kept between frames so drawing allocates nothing.
 static std::vector<Timeline*> active;
+
+// What the last reload on save has to say after the status line: why it was refused, or
+// which pictures will be drawn garbled; "" after a clean one.
+static std::string saveNotice;
+
+// True when the audience has asked to leave (Escape, the window closed, SIGTERM): a reload
+// on save stops reading, and the next frame quits.
+static bool quitWaiting()
+{
+    SDL_PumpEvents();
+    SDL_Event waiting[64];
+    int count = SDL_PeepEvents(waiting, 64, SDL_PEEKEVENT, SDL_QUITMASK | SDL_KEYDOWNMASK);
+    for (int i = 0; i < count; i++) {
+        if (waiting[i].type == SDL_QUIT) return true;
+        if (waiting[i].type == SDL_KEYDOWN && waiting[i].key.keysym.sym == SDLK_ESCAPE) return true;
+    }
+    return false;
+}
 
 Demo::Demo()
 {
@@ -97,6 +117,7 @@ void Demo::start()
     if (Config::debug) {
         watcher.start();
         livecode.start();
+        stage.between = [] { return !quitWaiting(); };
     }
     logger << "Demo: Starting now!" << std::endl;
     running = true;
@@ -118,12 +139,25 @@ void Demo::setPause(bool pause)
     if (Config::debug) window.setTitle(pause ? "Paused" : "Running");
 }
 
+// A settled burst of saves acts like a key press, between the events and the frame; so does a
+// finished build of the scenes.
+static void actOnSaves()
+{
+    std::map<Signal, std::string> burst = watcher.update(SDL_GetTicks());
+    if (burst.count(Signal::Data) && demo.running) demo.reloadSaved(burst[Signal::Data]);
+    if (burst.count(Signal::Settings))
+        logger << "Watcher: " << burst[Signal::Settings]
+               << " changed: it is read once at start-up, restart the demo to apply it" << std::endl;
+    if (burst.count(Signal::Scenes)) livecode.rebuild(burst[Signal::Scenes]);
+    Livecode::Registration rebuilt = livecode.update();
+    if (rebuilt && demo.running) demo.swapScenes(rebuilt);
+}
+
 void Demo::update()
 {
     events.update();
     if (Config::debug) {
-        watcher.update();  // a save acts like a key press, between the events and the frame
-        if (Livecode::Registration rebuilt = livecode.update()) swapScenes(rebuilt);
+        actOnSaves();
         debug();
     }
     // A paused frame only handles events: no swap, no sleep, no drawing.
@@ -192,9 +226,11 @@ void Demo::previousScene()
     logger << "Scene: new active scene is " << current << "/" << n << " - time: " << start << std::endl;
 }
 
-// Steps shared by reload and restart: everything is rebuilt from the files on disk.
+// Steps shared by reload and restart: everything is rebuilt from the files on disk, so what a
+// reload on save had to say no longer holds.
 static void rebuild()
 {
+    saveNotice.clear();
     demo.stop();
     demo.releaseScenes();
     timeLine.entries.clear();  // the old entries are not freed
@@ -218,6 +254,49 @@ void Demo::reload()
     timer.changePosition(static_cast<int>(position));
 }
 
+// A window title has one line: a compiler's several become one.
+static std::string oneLine(std::string text)
+{
+    for (char& c : text)
+        if (c == '\n') c = ' ';
+    while (!text.empty() && text.back() == ' ') text.pop_back();
+    return text;
+}
+
+bool Demo::reloadSaved(std::string file)
+{
+    logger << "Watcher: " << file << " changed, reading data/ once for the reload" << std::endl;
+    std::string error;
+    if (!stage.read(error)) {
+        logger << "Watcher: Reload refused, the running version plays on: " << error << std::endl;
+        saveNotice = oneLine(error);
+        info();  // into the title now rather than with the next second's refresh
+        return false;
+    }
+
+    // The keys' reload, with the staged set where that one reads the files, and the music
+    // paused over the swap rather than restarted: it goes on from where it stood.
+    logger << "Demo: Reload!" << std::endl;
+    float position = static_cast<float>(music.getPosition());
+    bool wasPaused = paused;
+    stop();
+    releaseScenes();
+    timeLine.entries.clear();  // the old entries are not freed
+    loader.clear();            // no steps: nothing is drawn while the staged set goes in
+    stage.swap();
+    initScenes();
+    if (!wasPaused) timer.pause(false);
+    logger << "Demo: Reload done. Chaning time to " << position << std::endl;
+    saveNotice = oneLine(stage.warning);
+    info();
+    if (wasPaused) {  // still paused, and showing what was saved
+        draw();
+        debug();
+        window.update();
+    }
+    return true;
+}
+
 void Demo::restart()
 {
     logger << "Demo: Restart!" << std::endl;
@@ -234,7 +313,7 @@ void Demo::info()
          << "Time: " << timer.getPositionMinute() << ":" << timer.getPositionSecond() << "/"
          << static_cast<double>(length / 60000) << ":" << static_cast<double>((length / 1000) % 60)
          << " - FPS: " << rateText(fps.get());
-    if (!watcher.error.empty()) line << " - " << watcher.error;
+    if (!saveNotice.empty()) line << " - " << saveNotice;
     if (!livecode.error.empty()) line << " - " << livecode.error;
     window.setTitle(line.str());
 }
@@ -347,7 +426,8 @@ void Demo::swapScenes(void (*registration)())
     running.swap(scenes);
     registration();  // the incoming scenes, into the empty map
     std::string problem;
-    if (!script.check(scheduleFile, problem)) {  // the schedule, against the incoming names
+    std::vector<Timeline> schedule;
+    if (!script.stage(scheduleFile, schedule, problem)) {  // against the incoming names
         deleteScenes(scenes);
         scenes.swap(running);
         livecode.endSwap(problem);
@@ -363,7 +443,7 @@ void Demo::swapScenes(void (*registration)())
     releaseScenes();
     destroy();
     scenes.swap(incoming);
-    loadScript(scheduleFile);
+    for (const Timeline& entry : schedule) addSceneToTimeline(entry.name, entry.start, entry.end);
     initScenes();
     keepFlipBook(book, position);
     livecode.endSwap("");

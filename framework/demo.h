@@ -1,5 +1,7 @@
 // Demo: the director. Owns the scenes, runs the schedule on the music clock and drives each
-// frame; steered by the keyboard and window events.
+// frame; steered by the keyboard and window events, and in debug mode by saves under data/.
+//
+// Depends on: every manager and the music through the timer; the watcher's signals. Owns: the scenes.
 #pragma once
 
 #include <map>
@@ -9,9 +11,9 @@ class Scene;
 
 class Demo {
 public:
-    bool running;  // first member: Escape and window close clear it directly
-    bool paused;   // second member: read by the Space key
-    int current;   // index into the schedule of the entry found active last
+    bool running;                          // first member: Escape and window close clear it directly
+    bool paused;                           // second member: read by the Space key
+    int current;                           // index into the schedule of the entry found active last
     std::map<std::string, Scene*> scenes;  // owned, walked in name order
 
     Demo();
@@ -34,6 +36,11 @@ public:
     void info();
     void debug();
     void destroy();
+
+    // A reload on save (debug mode): reads data/ once into the stage and, when all of it was
+    // read, swaps it in at the same music position, a paused show staying paused. Otherwise
+    // the show plays on as it was and the title says why. True when it swapped
+    bool reloadSaved(std::string file);
 
     // Replaces every scene by the one `registration` registers under the same name, while the
     // show plays on: the schedule is run again and the scenes initialised, as a reload does, and

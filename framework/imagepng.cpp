@@ -2,13 +2,15 @@
 // or RGBA, stored bottom row first for GL's origin.
 #include "imagepng.h"
 
-#include <GL/gl.h>  // Required for: GL_LUMINANCE, GL_LUMINANCE_ALPHA, GL_RGB, GL_RGBA
-#include <csetjmp>  // Required for: setjmp()
-#include <cstdio>   // Required for: fopen(), fread()
+#include <GL/gl.h>   // Required for: GL_LUMINANCE, GL_LUMINANCE_ALPHA, GL_RGB, GL_RGBA
+#include <csetjmp>   // Required for: setjmp()
+#include <cstdio>    // Required for: fdopen(), fread()
+#include <unistd.h>  // Required for: close()
 #include <png.h>
 #include <vector>
 
 #include "logger.h"
+#include "utils.h"
 
 // Expands palettes, low grey depths and tRNS, and narrows 16 bits, in the order that keeps
 // libpng's transformations consistent with one another.
@@ -114,13 +116,17 @@ static Image* decode(FILE* file, const std::string& filename, std::string& error
     return image;
 }
 
-// Opens and decodes the file. What ends a load (a missing file, not a PNG, an unusable colour
-// type) comes back in `error`; a decoding error returns null with `error` left empty.
-static Image* read(const std::string& filename, std::string& error)
+// Opens and decodes the file. What ends a load (a file that cannot be opened, not a PNG, an
+// unusable colour type) comes back in `error`; a decoding error returns null with `error` left
+// empty. Opened without blocking: a pipe named like a picture is refused, not waited on.
+static Image* openAndDecode(const std::string& filename, std::string& error)
 {
-    FILE* file = fopen(filename.c_str(), "rb");
+    std::string why;
+    int descriptor = openData(filename, why);
+    FILE* file = descriptor < 0 ? nullptr : fdopen(descriptor, "rb");
     if (!file) {
-        error = "Image: Error! " + filename + " does not exist!";
+        if (descriptor >= 0) close(descriptor);
+        error = "Image: Error! " + filename + " " + (descriptor < 0 ? why : "cannot be opened") + "!";
         return nullptr;
     }
 
@@ -140,19 +146,15 @@ Image* ImagePNG::load(std::string filename)
 {
     logger << "Image: Loading " << filename << std::endl;
     std::string error;
-    Image* image = read(filename, error);
+    Image* image = openAndDecode(filename, error);
     if (!error.empty()) fatal(error);
     return image;
 }
 
-bool ImagePNG::decodes(std::string filename, std::string& error)
+Image* ImagePNG::read(std::string filename, std::string& error)
 {
-    Image* image = read(filename, error);
-    if (!image) {
-        if (error.empty()) error = "Image: Error! " + filename + " could not be decoded!";
-        return false;
-    }
-    image->releaseData();
-    delete image;
-    return true;
+    logger << "Image: Loading " << filename << std::endl;
+    Image* image = openAndDecode(filename, error);
+    if (!image && error.empty()) error = "Image: Error! " + filename + " could not be decoded!";
+    return image;
 }

@@ -1,4 +1,6 @@
 // ImagePNG: decodes one PNG file into an Image ready for upload.
+//
+// Depends on: libpng 1.6. Owns: nothing; the Image it returns belongs to the caller.
 #pragma once
 
 #include <string>
@@ -7,9 +9,11 @@
 
 class ImagePNG {
 public:
-    // A new Image owned by the caller, or null when libpng fails while decoding. A missing
-    // file, a file that is not a PNG, or an unusable colour type end the program (status 1)
+    // A new Image owned by the caller, or null when libpng fails while decoding. A file that
+    // cannot be opened or is no regular file, a file that is not a PNG, or an unusable colour
+    // type end the program (status 1)
     Image* load(std::string filename);
-    // Decodes the file and drops the pixels again; false with what went wrong, nothing ended
-    bool decodes(std::string filename, std::string& error);
+    // The same decoding for a reload on save, which hands every problem back: null with what
+    // load() would end the program with, or with why libpng could not decode the picture
+    Image* read(std::string filename, std::string& error);
 };

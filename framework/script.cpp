@@ -1,4 +1,5 @@
-// Script: one Lua 5.1 state shared by the configuration and the timeline script.
+// Script: one Lua 5.1 state shared by the configuration and the timeline script, and the
+// sandboxes a reload on save runs the schedule in.
 #include "script.h"
 
 extern "C" {
@@ -7,29 +8,168 @@ extern "C" {
 #include <lualib.h>
 }
 
+#include <cerrno>   // Required for: errno
+#include <csignal>  // Required for: sigaction(), SIGTERM, SIGINT
+#include <cstdlib>  // Required for: realloc(), free()
+#include <cstring>  // Required for: strerror()
+
 #include "demo.h"
 #include "logger.h"
 #include "utils.h"
 
+// What one run of a script may use. The demo's own configuration and schedule take a few
+// thousand instructions and a few kilobytes; a script that never ends meets the instruction
+// limit within about a second.
+static const int instructionLimit = 100000000;
+static const size_t memoryLimit = 256u << 20;
+static const int hookInterval = 1000;  // instructions between two counts
+
+// What a state has used of its limits: its allocator's data, so the count hook finds it too.
+struct Budget {
+    size_t bytes = 0;      // in use by the state, across runs
+    int instructions = 0;  // run in the current run
+    std::string stopped;   // the message of the limit the current run met, "" for none
+};
+
+// The one state's, built on first use: the state is made while the globals are constructed.
+static Budget& mainBudget()
+{
+    static Budget budget;
+    return budget;
+}
+
+// Whether `more` bytes stay within the memory limit; past it, the limit's message is set.
+static bool affords(Budget& budget, size_t more)
+{
+    if (budget.bytes + more <= memoryLimit) return true;
+    budget.stopped = "stopped at the limit of " + std::to_string(memoryLimit >> 20) + " MB of memory";
+    return false;
+}
+
+// Lua's allocator contract, with a refusal once a state would hold more than the limit;
+// shrinking never fails.
+static void* allocate(void* data, void* block, size_t oldSize, size_t newSize)
+{
+    Budget* budget = static_cast<Budget*>(data);
+    if (newSize == 0) {
+        free(block);
+        budget->bytes -= oldSize;
+        return nullptr;
+    }
+    if (newSize > oldSize && !affords(*budget, newSize - oldSize)) return nullptr;
+    void* moved = realloc(block, newSize);
+    if (moved) budget->bytes = budget->bytes - oldSize + newSize;
+    return moved;
+}
+
+static Budget& budgetOf(lua_State* state)
+{
+    void* data = nullptr;
+    lua_getallocf(state, &data);
+    return *static_cast<Budget*>(data);
+}
+
+// Once the limit is met every further instruction fails too, so a script that catches the
+// error with pcall still ends.
+static void countInstructions(lua_State* state, lua_Debug*)
+{
+    Budget& budget = budgetOf(state);
+    budget.instructions += hookInterval;
+    if (budget.instructions < instructionLimit) return;
+    lua_sethook(state, countInstructions, LUA_MASKCOUNT, 1);
+    luaL_where(state, 0);  // where the running function is, which is where it loops
+    lua_pushfstring(state, "stopped at the limit of %d instructions", instructionLimit);
+    lua_concat(state, 2);
+    if (budget.stopped.empty()) budget.stopped = lua_tostring(state, -1);
+    lua_error(state);
+}
+
+// An error outside any protected call (runFunction's) ends the program like any other.
+static int panic(lua_State* state)
+{
+    const char* message = lua_tostring(state, -1);
+    fatal(std::string("Script: Error! ") + (message ? message : "(error object is not a string)"));
+}
+
+// The count never stops, so that no Lua code runs unbounded: not the scripts, nor a metamethod
+// that a getter meets after them.
+static lua_State* newState(Budget& budget)
+{
+    lua_State* state = lua_newstate(allocate, &budget);
+    if (!state) fatal("Script: Error! cannot create a Lua state");
+    lua_atpanic(state, panic);
+    lua_sethook(state, countInstructions, LUA_MASKCOUNT, hookInterval);
+    return state;
+}
+
+// A script stuck inside a library function (a pattern that backtracks for hours) never
+// reaches the instruction count: while one runs, SIGTERM and Ctrl-C end the program at once.
+class DefaultSignals {
+public:
+    DefaultSignals()
+    {
+        struct sigaction fallback = {};
+        fallback.sa_handler = SIG_DFL;
+        sigaction(SIGTERM, &fallback, &term);
+        sigaction(SIGINT, &fallback, &interrupt);
+    }
+    ~DefaultSignals()
+    {
+        sigaction(SIGTERM, &term, nullptr);
+        sigaction(SIGINT, &interrupt, nullptr);
+    }
+
+private:
+    struct sigaction term, interrupt;
+};
+
+// Lua's own loadfile, on a text read once: the chunk is named after the file, so messages
+// read "data/demo.lua:3: ...", and a first line starting with '#' is skipped, its line end kept.
+static int compile(lua_State* state, const std::string& file, std::string& text)
+{
+    std::string why;
+    if (!readData(file, text, why)) {
+        const char* reason = errno ? strerror(errno) : "not a regular file";
+        lua_pushfstring(state, "cannot open %s: %s", file.c_str(), reason);
+        return LUA_ERRFILE;
+    }
+    if (!text.empty() && text[0] == '#') text.erase(0, text.find('\n'));
+    return luaL_loadbuffer(state, text.data(), text.size(), ("@" + file).c_str());
+}
+
+// Compiles and runs `file` in `state` within the limits: "" on success, else the message a
+// failed load ends with.
+static std::string run(lua_State* state, const std::string& file)
+{
+    Budget& budget = budgetOf(state);
+    budget.instructions = 0;
+    budget.stopped.clear();
+    lua_sethook(state, countInstructions, LUA_MASKCOUNT, hookInterval);
+
+    std::string text;
+    DefaultSignals signals;
+    bool ran = compile(state, file, text) == 0 && lua_pcall(state, 0, LUA_MULTRET, 0) == 0;
+    if (!budget.stopped.empty()) {
+        // The limit's message, even when the script caught it: the memory's has no line of its own.
+        bool located = budget.stopped.compare(0, file.size(), file) == 0;
+        return "Script: Error! " + (located ? budget.stopped : file + ": " + budget.stopped);
+    }
+    if (ran) return "";
+
+    // The message sits at the bottom of the stack only when the chunks before returned
+    // nothing; results that a script left there are reported instead.
+    const char* message = lua_tostring(state, 1);
+    return std::string("Script: Error! ") + (message ? message : "(error object is not a string)");
+}
+
 Script::Script()
 {
-    state = luaL_newstate();
+    state = newState(mainBudget());
     luaL_openlibs(state);
     lua_register(state, "addSceneToTimeline", addSceneToTimeline);
 }
 
 Script::~Script() { lua_close(state); }
-
-// Compiles and runs `file` in `state`: "" on success, else the message a failed load ends with.
-static std::string run(lua_State* state, const std::string& file)
-{
-    if (luaL_loadfile(state, file.c_str()) == 0 && lua_pcall(state, 0, LUA_MULTRET, 0) == 0) return "";
-
-    // The message sits at the bottom of the stack only when the chunks before returned
-    // nothing; results that a script left there are reported instead, as they always were.
-    const char* message = lua_tostring(state, 1);
-    return std::string("Script: Error! ") + (message ? message : "(error object is not a string)");
-}
 
 bool Script::load(std::string file)
 {
@@ -108,24 +248,82 @@ int addSceneToTimeline(lua_State* state)
     return 1;
 }
 
-// The scratch state's addSceneToTimeline: the same arguments are required, and a name that no
+// The sandbox's addSceneToTimeline: the same arguments are required, and a name that no
 // scene is registered under is a script error at the line of the call instead of the end.
-static int checkScene(lua_State* state)
+// The entries count against the memory limit as well.
+static int collectScene(lua_State* state)
 {
     const char* name = argumentText(state, 1, "name");
-    argumentText(state, 2, "start");
-    argumentText(state, 3, "end");
-    if (demo.scenes.find(name) == demo.scenes.end())
-        luaL_error(state, "addSceneToTimeline: no scene is registered as %s", name);
-    return 0;
+    const char* start = argumentText(state, 2, "start");
+    const char* end = argumentText(state, 3, "end");
+    std::map<std::string, Scene*>::iterator found = demo.scenes.find(name);
+    if (found == demo.scenes.end()) luaL_error(state, "addSceneToTimeline: no scene is registered as %s", name);
+    Budget& budget = budgetOf(state);
+    if (!affords(budget, sizeof(Timeline) + strlen(name))) luaL_error(state, "%s", budget.stopped.c_str());
+    budget.bytes += sizeof(Timeline) + strlen(name);
+
+    std::vector<Timeline>* entries = static_cast<std::vector<Timeline>*>(lua_touserdata(state, lua_upvalueindex(1)));
+    entries->emplace_back();
+    Timeline& entry = entries->back();
+    entry.scene = found->second;
+    entry.start = toInt(start);
+    entry.end = toInt(end);
+    entry.name = name;
+    return 1;
 }
 
-bool Script::check(std::string file, std::string& error)
+// The libraries a schedule may use: no os, no io, nothing that loads code from elsewhere, and
+// no finalizers (newproxy's), which Lua runs with the instruction count switched off.
+static void openSandbox(lua_State* sandbox)
 {
-    lua_State* scratch = luaL_newstate();
-    luaL_openlibs(scratch);
-    lua_register(scratch, "addSceneToTimeline", checkScene);
-    error = run(scratch, file);
-    lua_close(scratch);
+    const lua_CFunction libraries[] = {luaopen_base, luaopen_table, luaopen_string, luaopen_math};
+    for (lua_CFunction library : libraries) {
+        lua_pushcfunction(sandbox, library);
+        lua_call(sandbox, 0, 0);
+    }
+    for (const char* loader : {"dofile", "loadfile", "load", "loadstring", "newproxy"}) {
+        lua_pushnil(sandbox);
+        lua_setglobal(sandbox, loader);
+    }
+}
+
+// The plain values of the one state (numbers, strings, booleans: the settings, what earlier
+// schedules left) that the sandbox lacks, so a schedule that reads them schedules the same.
+static void copyValues(lua_State* from, lua_State* to)
+{
+    lua_pushnil(from);
+    while (lua_next(from, LUA_GLOBALSINDEX)) {
+        int type = lua_type(from, -1);
+        bool plain = type == LUA_TNUMBER || type == LUA_TSTRING || type == LUA_TBOOLEAN;
+        if (lua_type(from, -2) == LUA_TSTRING && plain) {
+            const char* name = lua_tostring(from, -2);
+            lua_getglobal(to, name);
+            bool absent = lua_isnil(to, -1);
+            lua_pop(to, 1);
+            if (absent) {
+                size_t length = 0;
+                const char* text = type == LUA_TSTRING ? lua_tolstring(from, -1, &length) : nullptr;
+                if (type == LUA_TNUMBER) lua_pushnumber(to, lua_tonumber(from, -1));
+                if (type == LUA_TSTRING) lua_pushlstring(to, text, length);
+                if (type == LUA_TBOOLEAN) lua_pushboolean(to, lua_toboolean(from, -1));
+                lua_setglobal(to, name);
+            }
+        }
+        lua_pop(from, 1);
+    }
+}
+
+bool Script::stage(std::string file, std::vector<Timeline>& entries, std::string& error)
+{
+    Budget budget;
+    lua_State* sandbox = newState(budget);
+    openSandbox(sandbox);
+    copyValues(state, sandbox);
+    lua_pushlightuserdata(sandbox, &entries);
+    lua_pushcclosure(sandbox, collectScene, 1);
+    lua_setglobal(sandbox, "addSceneToTimeline");
+    error = run(sandbox, file);
+    lua_close(sandbox);
+    if (!error.empty()) entries.clear();
     return error.empty();
 }

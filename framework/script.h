@@ -1,8 +1,14 @@
 // Script: the one Lua 5.1 state. "data/config.lua" and "data/demo.lua" both run in it, and
-// the schedule reaches the director through the Lua function addSceneToTimeline.
+// the schedule reaches the director through the Lua function addSceneToTimeline. Every run of
+// a script is bounded (instructions and memory, see script.cpp), so none can hang the demo.
+//
+// Depends on: Lua 5.1, the director (scene names). Owns: the Lua state.
 #pragma once
 
 #include <string>
+#include <vector>
+
+#include "timeline.h"
 
 struct lua_State;
 
@@ -13,7 +19,8 @@ public:
     Script();
     virtual ~Script();
 
-    // Loads and runs the file; a syntax or run-time error ends the program with status 1
+    // Loads and runs the file; a syntax or run-time error, or a limit reached, ends the
+    // program with status 1
     bool load(std::string file);
 
     bool getBool(std::string name);
@@ -27,9 +34,11 @@ public:
     // Calls a global Lua function without arguments, unprotected
     void runFunction(std::string name);
 
-    // Runs the file in a scratch state, where addSceneToTimeline only checks its arguments and
-    // the scene's name; false with the message that load() would have ended the program with
-    bool check(std::string file, std::string& error);
+    // Runs the file in a sandbox of its own, without os, io or the loaders, where
+    // addSceneToTimeline collects the entries into `entries` instead of scheduling them and
+    // refuses a name no scene is registered under. The plain values of the one state (the
+    // settings) are there to read. False with the message load() would end the program with
+    bool stage(std::string file, std::vector<Timeline>& entries, std::string& error);
 };
 
 extern Script script;

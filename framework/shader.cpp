@@ -4,11 +4,10 @@
 
 #include <GL/glew.h>  // Required for: the GL 2.0 and ARB shader entry points
 #include <cstring>    // Required for: memcpy(), strlen()
-#include <fstream>    // Required for: std::ifstream
 #include <iostream>   // Required for: std::cerr
-#include <sstream>    // Required for: std::stringstream
 
 #include "logger.h"
+#include "utils.h"
 
 Shader::Shader() : vertexSource(nullptr), fragmentSource(nullptr), program(0), vertexShader(0), fragmentShader(0) {}
 
@@ -22,16 +21,12 @@ Shader::~Shader()
 static char* readSource(const char* filename, std::string& error)
 {
     logger << "Shader: Loading file: " << filename << std::endl;
-    std::ifstream file(filename);
-    std::stringstream text;
-    text << file.rdbuf();
-    file.close();
-    if (file.fail()) {
-        error = std::string("Shader: Error! ") + filename + " does not exist!";
+    std::string content, why;
+    if (!readData(filename, content, why)) {
+        error = std::string("Shader: Error! ") + filename + " " + why + "!";
         return nullptr;
     }
 
-    std::string content = text.str();
     char* source = new char[content.size() + 1];
     memcpy(source, content.c_str(), content.size() + 1);
     return source;
@@ -85,19 +80,28 @@ static GLint objectValue(PFNGLGETSHADERIVPROC core, unsigned int object, GLenum 
     return value;
 }
 
-// Any info log at all, warnings included, ends the program: shaders ship clean or not at all.
-// False, with the message the program ends with, when there is one.
-static bool withoutInfoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOGPROC coreLog, unsigned int object,
-                           std::string& error)
+// An object's info log, "" for none.
+static std::string infoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOGPROC coreLog, unsigned int object)
 {
     GLint length = objectValue(coreValue, object, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB);
-    if (length < 1) return true;
+    if (length < 1) return "";
     std::string text(static_cast<size_t>(length), '\0');
     if (coreShaders())
         coreLog(object, length, nullptr, &text[0]);
     else
         glGetInfoLogARB(object, length, nullptr, &text[0]);
     text.resize(strlen(text.c_str()));
+    return text;
+}
+
+// Any info log at all, warnings included, ends the program: shaders ship clean or not at all.
+// False, with the message the program ends with, when there is one. A driver that reports a
+// length of 1 for an empty log ends it too.
+static bool withoutInfoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOGPROC coreLog, unsigned int object,
+                           std::string& error)
+{
+    if (objectValue(coreValue, object, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB) < 1) return true;
+    std::string text = infoLog(coreValue, coreLog, object);
     logger << "Shader: Info log: " << std::endl << text << std::endl;
     error = "Shader: Info log: \n" + text;
     return false;
@@ -123,13 +127,25 @@ static bool programPasses(unsigned int program, std::string& error)
     return withoutInfoLog(glGetProgramiv, glGetProgramInfoLog, program, error);
 }
 
+// Whether the program linked, with the linker's own words when it did not. Read before the
+// validation, which replaces the program's log with its own.
+static bool linked(unsigned int program, std::string& error)
+{
+    if (objectValue(glGetProgramiv, program, GL_LINK_STATUS, GL_OBJECT_LINK_STATUS_ARB)) return true;
+    std::string log = infoLog(glGetProgramiv, glGetProgramInfoLog, program);
+    while (!log.empty() && (log.back() == '\n' || log.back() == ' ')) log.pop_back();
+    error = "Shader: Error linking program " + std::to_string(program) + (log.empty() ? "" : ": " + log);
+    logger << error << std::endl;
+    return false;
+}
+
 void Shader::init(std::string, const char* vertexFile, const char* fragmentFile)
 {
     std::string error;
-    if (!build(vertexFile, fragmentFile, error)) fatal(error);
+    if (!build(vertexFile, fragmentFile, error, false)) fatal(error);
 }
 
-bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string& error)
+bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string& error, bool staged)
 {
     vertexSource = readSource(vertexFile, error);
     if (!vertexSource) return false;
@@ -173,6 +189,7 @@ bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string
     core ? glAttachShader(program, fragmentShader) : glAttachObjectARB(program, fragmentShader);
     logger << "Shader: Linking program object: " << program << std::endl;
     core ? glLinkProgram(program) : glLinkProgramARB(program);
+    if (staged && !linked(program, error)) return false;
     return programPasses(program, error);
 }
 

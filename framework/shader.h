@@ -1,5 +1,8 @@
 // Shader: one GLSL program from a vertex and a fragment file. Every compiler or linker
 // message is fatal; every setter looks its variable up by name on each call.
+//
+// Depends on: OpenGL 2.0 or the ARB shader objects, through GLEW 2.2. Owns: its GL program
+// and shader objects, and the two source texts.
 #pragma once
 
 #include <string>
@@ -56,6 +59,7 @@ public:
 
     void release();
 
-    // Everything init does, stopping where init would end the program: false, with that message
-    bool build(const char* vertexFile, const char* fragmentFile, std::string& error);
+    // Everything init does, stopping where init would end the program: false, with that
+    // message. Staged (for a reload on save), a pair that does not link is refused as well
+    bool build(const char* vertexFile, const char* fragmentFile, std::string& error, bool staged);
 };

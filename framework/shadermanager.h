@@ -1,5 +1,7 @@
 // Shadermanager: one Shader for every "<name>.vert" / "<name>.frag" pair under
 // "data/shaders/", paired by position after sorting, handed out by name.
+//
+// Depends on: the shader program, the directory listing, the loading screen. Owns: the shaders.
 #pragma once
 
 #include <map>
@@ -16,9 +18,12 @@ public:
     Shader* getShader(std::string name);
     void freeShaders();
 
-    // Builds every pair as loadShaders would and deletes it again; false with the pair and the
-    // message that loadShaders would have ended the program with
-    bool check(std::string& error);
+    // Lists the pairs and builds each into `into`, as loadShaders does, handing problems back:
+    // false at the first, with its message. Staged (for a reload on save) nothing is drawn, a
+    // pair that does not link is refused, and the message names the pair
+    bool buildShaders(std::map<std::string, Shader*>& into, bool staged, std::string& error);
+    // The show's shaders make way for `staged`, which the manager owns from then on
+    void takeShaders(std::map<std::string, Shader*>& staged);
 };
 
 extern Shadermanager shadermanager;

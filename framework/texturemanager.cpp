@@ -9,6 +9,7 @@
 #include "imagepng.h"
 #include "loader.h"
 #include "logger.h"
+#include "stage.h"
 #include "utils.h"
 
 static const char* const textureDirectory = "data/textures/";
@@ -23,29 +24,40 @@ static std::map<std::string, unsigned int>& retired()
     return names;
 }
 
-// The bare names of every picture, in listing order.
-static std::vector<std::string> listImages()
-{
-    std::vector<std::string> files;
-    utils.iterateDirectory(textureDirectory, ".png", files);
-    return files;
-}
-
 void Texturemanager::loadImages()
 {
-    std::vector<std::string> files = listImages();
-    loader.addSteps(static_cast<int>(files.size()) * 2);  // one to decode, one to upload
+    std::map<std::string, Image*> decoded;
+    std::string error;
+    if (!decodeImages(decoded, false, error)) fatal(error);
+    for (const auto& [name, image] : decoded) addImage(name, image);
+    uploadImages();
+}
+
+bool Texturemanager::decodeImages(std::map<std::string, Image*>& into, bool staged, std::string& error)
+{
+    std::vector<std::string> files;
+    if (!utils.listFiles(textureDirectory, ".png", files, error)) return false;
+    if (!staged) loader.addSteps(static_cast<int>(files.size()) * 2);  // one to decode, one to upload
 
     ImagePNG png;
     for (size_t i = 0; i < files.size(); i++) {
         logger << "Texture manager: Adding image " << files[i] << std::endl;
         // A file found in a sub-directory is opened at the top level all the same.
-        Image* image = png.load(textureDirectory + files[i]);
-        if (image) addImage(files[i], image);
-        loader.advance(1);
-        loader.draw("images");
+        std::string path = textureDirectory + files[i];
+        Image* image = staged ? png.read(path, error) : png.load(path);
+        if (staged && !image) return false;
+        if (image) {
+            // The same name found twice (once in a sub-directory): the later decoding stays.
+            Image*& kept = into[files[i]];
+            if (kept) {
+                kept->releaseData();
+                delete kept;
+            }
+            kept = image;
+        }
+        if (!stage.advance(staged, "images", error)) return false;
     }
-    uploadImages();
+    return true;
 }
 
 void Texturemanager::addImage(std::string name, Image* image) { images[name] = image; }
@@ -132,11 +144,19 @@ void Texturemanager::clearImages()
     textures.clear();
 }
 
-bool Texturemanager::check(std::string& error)
+void Texturemanager::takeImages(std::map<std::string, Image*>& staged)
 {
-    std::vector<std::string> files = listImages();
-    ImagePNG png;
-    for (size_t i = 0; i < files.size(); i++)
-        if (!png.decodes(textureDirectory + files[i], error)) return false;
-    return true;
+    clearImages();
+    // Unlike the keys' reload, a reload on save lets go of the pictures it no longer has:
+    // renaming a large picture again and again must not fill the memory.
+    for (std::map<std::string, unsigned int>::iterator it = retired().begin(); it != retired().end();) {
+        if (staged.count(it->first)) {
+            ++it;
+            continue;
+        }
+        glDeleteTextures(1, &it->second);
+        it = retired().erase(it);
+    }
+    images.swap(staged);
+    uploadImages();
 }

@@ -1,5 +1,8 @@
 // Texturemanager: every PNG under "data/textures/" decoded and uploaded at start-up, then
 // bound by file name ("credits.png") while drawing.
+//
+// Depends on: PNG decoding, OpenGL textures, the directory listing, the loading screen.
+// Owns: the textures and images in its maps, and the GL names of pictures it has let go.
 #pragma once
 
 #include <map>
@@ -25,8 +28,14 @@ public:
     void clearTextureUnits();
     void clearImages();
 
-    // Decodes every picture as loadImages would, keeping none; false with the first failure
-    bool check(std::string& error);
+    // Lists and decodes every picture into `into`, as loadImages does, handing problems back:
+    // false at the first, with its message. Staged (for a reload on save) nothing is drawn,
+    // and a picture libpng cannot decode is refused rather than skipped
+    bool decodeImages(std::map<std::string, Image*>& into, bool staged, std::string& error);
+    // The show's pictures make way for `staged`, which the manager owns from then on. A
+    // picture kept under its name keeps its GL name; the GL names of pictures no longer there
+    // are deleted
+    void takeImages(std::map<std::string, Image*>& staged);
 };
 
 extern Texturemanager texturemanager;

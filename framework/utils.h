@@ -1,4 +1,7 @@
-// Utils: recursive listing of the data files of one kind, and numbers read from text.
+// Utils: the data files of one kind in a data directory, data files opened without waiting on
+// them, and numbers read from text.
+//
+// Depends on: Boost.Filesystem 1.74 (the walk), POSIX open/fstat. Owns: nothing; no state.
 #pragma once
 
 #include <string>
@@ -7,11 +10,24 @@
 class Utils {
 public:
     // Appends the bare names of the files under `directory` (sub-directories included) whose
-    // extension is exactly `extension` (".png"), in the order the file system yields them
+    // extension is exactly `extension` (".png"), in the order the file system yields them.
+    // A directory that cannot be walked ends the program (status 1)
     void iterateDirectory(std::string directory, std::string extension, std::vector<std::string>& files);
+    // The same walk, handing back what stops it: false with "Utils: Error! Cannot list <the
+    // folder that failed>: <reason>"
+    bool listFiles(const std::string& directory, const std::string& extension, std::vector<std::string>& files,
+                   std::string& error);
 };
 
 extern Utils utils;
+
+// Opens a data file for reading only if it is a regular file, never waiting on it (a pipe, a
+// device): the descriptor, or -1 with why in the words of a message ("does not exist", "is
+// unreadable", "is not a regular file", "cannot be opened (<reason>)") and errno set to the
+// system's reason, 0 for a file that is not regular
+int openData(const std::string& path, std::string& why);
+// The whole of a data file opened as openData does; false with why, as openData gives it
+bool readData(const std::string& path, std::string& text, std::string& why);
 
 // The leading base-10 digits of `text` (after an optional sign) as an int, 0 when there are
 // none; values beyond the 32-bit range are clamped to it rather than wrapped

@@ -1,30 +1,94 @@
-// Watcher: inotify without blocking, read once a frame from the director's update; no thread
-// and no timer of its own. Outside debug mode it never starts, so a showing cannot change.
+// Watcher: inotify without blocking, read once a frame from the director's update. Outside
+// debug mode it never starts, so a showing cannot change.
 #include "watcher.h"
 
-#include <SDL/SDL.h>      // Required for: SDL_GetTicks()
-#include <cerrno>         // Required for: errno
-#include <cstring>        // Required for: strerror()
+#include <cerrno>    // Required for: errno
+#include <climits>   // Required for: PATH_MAX
+#include <cstdlib>   // Required for: realpath()
+#include <cstring>   // Required for: strerror()
+#include <dirent.h>  // Required for: opendir(), readdir()
 #include <sys/inotify.h>  // Required for: inotify_init1(), inotify_add_watch(), inotify_event
-#include <unistd.h>       // Required for: read(), close()
+#include <sys/stat.h>     // Required for: lstat(), S_ISLNK, S_ISREG
+#include <unistd.h>       // Required for: read(), close(), getcwd()
+#include <vector>
 
-#include "demo.h"
 #include "livecode.h"
 #include "logger.h"
-#include "script.h"
-#include "shadermanager.h"
-#include "texturemanager.h"
 
-static const char* const dataDirectory = "data/";
-static const char* const textureDirectory = "data/textures/";
-static const char* const shaderDirectory = "data/shaders/";
-static const char* const scheduleFile = "data/demo.lua";
-static const char* const configFile = "data/config.lua";
+static bool endsWith(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
 
-// Editors save in bursts (a temporary file, a rename, a second write): one reload per burst.
+// The files a reload reads, and the settings. Editors' temporary and backup files
+// ("demo.lua~", ".demo.lua.swp") are none of them.
+static bool schedule(const std::string& name) { return name == "demo.lua"; }
+static bool settings(const std::string& name) { return name == "config.lua"; }
+static bool picture(const std::string& name) { return endsWith(name, ".png"); }
+static bool shaderSource(const std::string& name) { return endsWith(name, ".vert") || endsWith(name, ".frag"); }
+static bool sceneSource(const std::string& name)
+{
+    return endsWith(name, ".cpp") || endsWith(name, ".h") || name == "CMakeLists.txt";
+}
+
+// Editors save in bursts (a temporary file, a rename, a second write): one signal per burst.
 static const unsigned int quietMs = 250;
 
-Watcher::Watcher() : descriptor(-1), configChanged(false), lastChange(0) {}
+// Closed after writing, moved in or out, deleted, or a link created: never a file that is
+// still being written. The folders' own entries tell when a folder is replaced.
+static const uint32_t changes = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE | IN_CREATE | IN_ONLYDIR;
+
+// The folders of the rules and every folder above them up to the working directory (""), or,
+// for a folder elsewhere (scene sources outside the working directory), up to its parent: a
+// folder that is replaced shows in the one above it.
+std::set<std::string> Watcher::watchedFolders() const
+{
+    std::set<std::string> folders;
+    for (const Rule& rule : rules) {  // "data/textures/", then "data/", then ""
+        bool elsewhere = rule.folder[0] == '/';
+        for (std::string folder = rule.folder;; folder.erase(folder.rfind('/', folder.size() - 2) + 1)) {
+            folders.insert(folder);
+            if (folder.empty() || (elsewhere && folder != rule.folder) || folder == "/") break;
+        }
+    }
+    return folders;
+}
+
+// The rule a file at `path` ("data/textures/a.png") falls under, or null.
+const Watcher::Rule* Watcher::ruleFor(const std::string& path) const
+{
+    size_t slash = path.rfind('/');
+    std::string folder = path.substr(0, slash + 1), name = path.substr(slash + 1);
+    for (const Rule& rule : rules)
+        if (folder == rule.folder && rule.counts(name)) return &rule;
+    return nullptr;
+}
+
+static bool isLink(const std::string& path)
+{
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+// A regular file being written, which counts once it is closed.
+static bool beingWritten(const std::string& path)
+{
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// The scene sources, as a path relative to the working directory when they are inside it: a
+// folder watched under two names would be reported under only one of them.
+static std::string sceneFolder()
+{
+    std::string sources = Livecode::sourceDirectory() + "/";
+    char here[PATH_MAX], there[PATH_MAX];
+    if (!getcwd(here, sizeof(here)) || !realpath(sources.c_str(), there)) return sources;
+    std::string inside = std::string(here) + "/", resolved = std::string(there) + "/";
+    return resolved.compare(0, inside.size(), inside) == 0 ? resolved.substr(inside.size()) : resolved;
+}
+
+Watcher::Watcher() : descriptor(-1), lastChange(0) {}
 
 Watcher::~Watcher()
 {
@@ -34,110 +98,122 @@ Watcher::~Watcher()
 void Watcher::start()
 {
     if (descriptor >= 0) return;  // a reload or restart starts the show again, not the watching
+    rules = {
+        {"data/", schedule, Signal::Data},
+        {"data/", settings, Signal::Settings},
+        {"data/textures/", picture, Signal::Data},
+        {"data/shaders/", shaderSource, Signal::Data},
+        {sceneFolder(), sceneSource, Signal::Scenes},
+    };
     descriptor = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (descriptor < 0) {
-        logger << "Watcher: Cannot watch " << dataDirectory << ": " << strerror(errno) << std::endl;
+        logger << "Watcher: Cannot watch data/: " << strerror(errno) << std::endl;
         return;
     }
-    // Closed after writing, or renamed into place: never a file that is still being written.
-    for (const char* directory : {dataDirectory, textureDirectory, shaderDirectory}) {
-        int watch = inotify_add_watch(descriptor, directory, IN_CLOSE_WRITE | IN_MOVED_TO);
-        if (watch < 0)
-            logger << "Watcher: Cannot watch " << directory << ": " << strerror(errno) << std::endl;
-        else
-            directories[watch] = directory;
-    }
-    logger << "Watcher: Reloading on every save in " << dataDirectory << std::endl;
-    std::string scenes = Livecode::sourceDirectory() + "/";
-    int watch = inotify_add_watch(descriptor, scenes.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO);
-    if (watch >= 0) directories[watch] = scenes;
+    for (const std::string& folder : watchedFolders()) watch(folder);
+    followLinks();
+    logger << "Watcher: Reloading on every save in data/" << std::endl;
 }
 
-static bool endsWith(const std::string& text, const std::string& end)
+void Watcher::watch(const std::string& folder)
 {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    int watch = inotify_add_watch(descriptor, folder.empty() ? "." : folder.c_str(), changes);
+    if (watch < 0)
+        logger << "Watcher: Cannot watch " << folder << ": " << strerror(errno) << std::endl;
+    else
+        folders[watch] = folder;
 }
 
-// The files a reload reads: the schedule, the pictures and the shader sources. Editors'
-// temporary and backup files ("demo.lua~", ".demo.lua.swp") are none of them.
-static bool readByReload(const std::string& directory, const std::string& path)
+std::map<Signal, std::string> Watcher::update(unsigned int now)
 {
-    if (directory == textureDirectory) return endsWith(path, ".png");
-    if (directory == shaderDirectory) return endsWith(path, ".vert") || endsWith(path, ".frag");
-    return path == scheduleFile;
-}
-
-void Watcher::note(const std::string& directory, const std::string& name)
-{
-    std::string path = directory + name;
-    if (directory == Livecode::sourceDirectory() + "/") {
-        if (!endsWith(name, ".cpp") && !endsWith(name, ".h")) return;
-        if (sceneTrigger.empty()) sceneTrigger = path;
-    } else if (path == configFile)
-        configChanged = true;
-    else if (!readByReload(directory, path))
-        return;
-    else if (trigger.empty())
-        trigger = path;
-    lastChange = SDL_GetTicks();
-}
-
-void Watcher::update()
-{
-    if (descriptor < 0) return;
+    std::map<Signal, std::string> settled;
+    if (descriptor < 0) return settled;
 
     alignas(inotify_event) char buffer[4096];
     ssize_t length;
     while ((length = read(descriptor, buffer, sizeof(buffer))) > 0) {
         for (ssize_t at = 0; at < length;) {
             const inotify_event* event = reinterpret_cast<const inotify_event*>(buffer + at);
-            if (event->len > 0) note(directories[event->wd], event->name);
+            changed(event->wd, event->len > 0 ? event->name : "", event->mask, now);
             at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
         }
     }
-    if (trigger.empty() && !configChanged && sceneTrigger.empty()) return;
-    if (SDL_GetTicks() - lastChange >= quietMs) settle();
+    if (burst.empty() || now - lastChange < quietMs) return settled;
+    settled.swap(burst);
+    followLinks();  // the burst may have made, moved or removed a link
+    return settled;
 }
 
-// Everything a reload reads, checked without ending the program; false with the first failure.
-static bool checkData(std::string& problem)
+void Watcher::changed(int watch, const std::string& name, unsigned int mask, unsigned int now)
 {
-    return script.check(scheduleFile, problem) && texturemanager.check(problem) && shadermanager.check(problem);
-}
-
-// A window title has one line: a compiler's several become one.
-static std::string oneLine(std::string text)
-{
-    for (char& c : text)
-        if (c == '\n') c = ' ';
-    while (!text.empty() && text.back() == ' ') text.pop_back();
-    return text;
-}
-
-void Watcher::settle()
-{
-    std::string file = trigger;
-    bool restart = configChanged;
-    trigger.clear();
-    configChanged = false;
-    if (!file.empty()) reloadAfter(file);
-    if (!sceneTrigger.empty()) livecode.rebuild(sceneTrigger);
-    sceneTrigger.clear();
-    if (restart)
-        logger << "Watcher: " << configFile << " changed: it is read once at start-up, restart the demo to apply it"
-               << std::endl;
-}
-
-void Watcher::reloadAfter(const std::string& file)
-{
-    logger << "Watcher: " << file << " changed, checking before the reload" << std::endl;
-    std::string problem;
-    if (!checkData(problem)) {
-        logger << "Watcher: Reload refused, the running version plays on: " << problem << std::endl;
-        error = oneLine(problem);
-        demo.info();  // into the title now rather than with the next second's refresh
+    if (mask & IN_Q_OVERFLOW) {  // changes were lost: any file may have changed
+        for (const Rule& rule : rules) note(rule.signal, rule.folder, now);
         return;
     }
-    error.clear();
-    demo.reload();
+    std::map<int, std::string>::iterator folder = folders.find(watch);
+    if (folder == folders.end()) return;
+    if (mask & IN_IGNORED) {  // the folder went; the one above it tells what came instead
+        folders.erase(folder);
+        return;
+    }
+    if (name.empty()) return;
+
+    std::string path = folder->second + name;
+    if (mask & IN_ISDIR) return replaced(path + "/", mask & (IN_CREATE | IN_MOVED_TO), now);
+    std::map<std::pair<int, std::string>, std::string>::iterator link = links.find({watch, name});
+    if (link != links.end()) note(ruleFor(link->second)->signal, link->second, now);
+    const Rule* rule = ruleFor(path);
+    // A new file counts once it is closed; a new link or pipe has nothing more to come.
+    if (rule && (!(mask & IN_CREATE) || !beingWritten(path))) note(rule->signal, path, now);
+}
+
+// A folder came or went; if it holds watched folders, they are watched anew (a checkout that
+// removes and recreates data/textures/, or renames a new one into place), and everything
+// they hold counts as changed.
+void Watcher::replaced(const std::string& folder, bool arrived, unsigned int now)
+{
+    bool ours = false;
+    for (const std::string& watched : watchedFolders()) {
+        if (watched.compare(0, folder.size(), folder) != 0) continue;
+        ours = true;
+        for (std::map<int, std::string>::iterator it = folders.begin(); it != folders.end(); ++it)
+            if (it->second == watched) inotify_rm_watch(descriptor, it->first);  // it follows the old folder
+        if (arrived) watch(watched);
+    }
+    if (!ours) return;
+    if (arrived) logger << "Watcher: " << folder << " was replaced, watching it again" << std::endl;
+    for (const Rule& rule : rules)
+        if (rule.folder.compare(0, folder.size(), folder) == 0) note(rule.signal, folder, now);
+}
+
+void Watcher::note(Signal signal, const std::string& path, unsigned int now)
+{
+    burst.emplace(signal, path);  // the first file of its kind names the burst
+    lastChange = now;
+}
+
+// Links among the watched files are followed: the folder of each one's target is watched as
+// well, so that saving the file it points to counts as saving the link.
+void Watcher::followLinks()
+{
+    std::map<std::pair<int, std::string>, std::string> found;
+    for (const Rule& rule : rules) {
+        DIR* folder = opendir(rule.folder.c_str());
+        if (!folder) continue;
+        while (dirent* entry = readdir(folder)) {
+            std::string path = rule.folder + entry->d_name;
+            char target[PATH_MAX];
+            if (!rule.counts(entry->d_name) || !isLink(path) || !realpath(path.c_str(), target)) continue;
+            std::string file = target;
+            std::string targetFolder = file.substr(0, file.rfind('/') + 1);
+            int watch = inotify_add_watch(descriptor, targetFolder.c_str(), changes);
+            if (watch < 0) continue;
+            folders.emplace(watch, targetFolder);
+            found[{watch, file.substr(targetFolder.size())}] = path;
+            if (links.find({watch, file.substr(targetFolder.size())}) == links.end())
+                logger << "Watcher: " << path << " is a link: saving " << file << " counts as saving it" << std::endl;
+        }
+        closedir(folder);
+    }
+    links.swap(found);
 }

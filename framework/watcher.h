@@ -1,33 +1,61 @@
-// Watcher: reload on save during a rehearsal. In debug mode it watches data/ with inotify;
-// a burst of saves, once a quarter second has passed without another, is checked and then
-// reloaded as Shift+Backspace does. A save that would end the program is refused instead.
+// Watcher: notices saves during a rehearsal. In debug mode it watches data/ and the scene
+// sources with inotify and,
+// once a burst of saves has been quiet for a quarter second, says what the burst touched; the
+// director decides what to do about it. No thread and no timer of its own: it reads once a
+// frame, on the clock it is given, and calls nothing back.
+//
+// Depends on: Linux inotify, the log. Owns: the inotify descriptor and its watches.
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
+
+// What a burst of saves asks of the director. Each kind of watched file gives one; a new
+// watched tree is one more value here and one more row in watcher.cpp's table.
+enum class Signal {
+    Data,      // the schedule, a picture or a shader source: reload the data
+    Settings,  // data/config.lua, which is read once at start-up
+    Scenes,    // a scene's source: rebuild the scenes
+};
 
 class Watcher {
 public:
-    int descriptor;                          // the inotify instance, -1 when there is none
-    std::map<int, std::string> directories;  // watch descriptor to directory, "data/textures/"
-    std::string trigger;                     // the burst's first file that a reload reads, "" for none
-    std::string sceneTrigger;                // the burst's first saved scene source, "" for none
-    bool configChanged;                      // data/config.lua was saved in the burst
-    unsigned int lastChange;                 // SDL ticks of the burst's latest save
-    std::string error;                       // why the last watched reload was refused, until a good one
+    int descriptor;                                            // the inotify instance, -1 when there is none
+    std::map<int, std::string> folders;                        // watch to folder: "data/textures/", "" the working one
+    std::map<std::pair<int, std::string>, std::string> links;  // a linked file (its folder's watch
+                                                               // and name) to the watched link
+    std::map<Signal, std::string> burst;                       // the burst so far: its first file of each kind
+    unsigned int lastChange;                                   // when the burst's latest change was read
 
     Watcher();
     ~Watcher();
 
-    // Watching begins as the show does, in debug mode only
+    // Watching begins as the show does, in debug mode only; a second call changes nothing
     void start();
-    // Once a frame in debug mode: one non-blocking read, and the reload when a burst is over
-    void update();
+    // Reads what changed since the last call, `now` being milliseconds on any steady clock.
+    // Once the burst has been quiet for a quarter second it is handed back, the first file of
+    // each kind under its signal ("data/demo.lua"), and a new one begins; empty until then
+    std::map<Signal, std::string> update(unsigned int now);
 
 private:
-    void note(const std::string& directory, const std::string& name);
-    void settle();
-    void reloadAfter(const std::string& file);
+    // Which files count, by folder, and what a save of one asks for
+    struct Rule {
+        std::string folder;  // "data/textures/", or the scene sources wherever they are
+        bool (*counts)(const std::string& name);
+        Signal signal;
+    };
+    std::vector<Rule> rules;
+
+    std::set<std::string> watchedFolders() const;
+    const Rule* ruleFor(const std::string& path) const;
+    void watch(const std::string& folder);
+    void changed(int watch, const std::string& name, unsigned int mask, unsigned int now);
+    void replaced(const std::string& folder, bool arrived, unsigned int now);
+    void note(Signal signal, const std::string& path, unsigned int now);
+    void followLinks();
 };
 
 extern Watcher watcher;

@@ -3,7 +3,7 @@
 #pragma once
 
 // Registers every scene of the production with the director, each under the name the
-// schedule uses. A new scene is one file pair and one line here.
+// schedule uses, and the pictures they bind. A new scene is one file pair and one line here.
 void addScenes();
 
 // Registers the scenes, runs the schedule ("data/demo.lua") and initialises every scene: what

@@ -26,13 +26,6 @@ const std::string swapped = "Demo: Swapped in the rebuilt scenes at ";
 const std::string scroll = "bindTexture(\"credits.png\");";
 const std::string red = "bindTexture(\"logo_vek.png\");";
 
-int count(const std::string& text, const std::string& needle)
-{
-    int found = 0;
-    for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) found++;
-    return found;
-}
-
 // The credits scroll from white to navy
 bool isCredits(fixture::Rgba seen)
 {
@@ -86,8 +79,8 @@ TEST_F(Rehearsal, SavedSceneShowsAtTheSameMusicPositionAndACompileErrorKeepsTheO
     size_t at = log.find(swapped);
     int position = std::stoi(log.substr(at + swapped.size()));
     EXPECT_LE(std::stoi(log.substr(log.rfind("Plot ", at) + 5)), position) << "the music went on";
-    EXPECT_EQ(count(log, "Music: Start"), 1) << "the music was neither stopped nor moved";
-    EXPECT_EQ(count(log, "Music: Stop"), 0);
+    EXPECT_EQ(program::occurrences(log, "Music: Start"), 1) << "the music was neither stopped nor moved";
+    EXPECT_EQ(program::occurrences(log, "Music: Stop"), 0);
 
     save(red, "bindTexture(\"logo_vek.png\") ??");
     ASSERT_TRUE(demo.waitForLog("Livecode: Build failed after ", 60));
@@ -108,7 +101,7 @@ TEST_F(Rehearsal, SavedSceneShowsAtTheSameMusicPositionAndACompileErrorKeepsTheO
     EXPECT_TRUE(isRed(demo.centre()));
 
     fixture::writeFile(credits, original);
-    ASSERT_TRUE(waitFor(60, [&] { return count(demo.log(), swapped) == 2; }));
+    ASSERT_TRUE(waitFor(60, [&] { return program::occurrences(demo.log(), swapped) == 2; }));
     EXPECT_TRUE(waitFor(5, [&] { return !isRed(demo.centre()); }));
     EXPECT_TRUE(waitFor(5, [&] { return demo.title().find(" - scenes/") == std::string::npos; })) << demo.title();
 
@@ -145,7 +138,7 @@ TEST_F(Rehearsal, WithoutABuildOrCMakeItSaysSoOnceAndPlays)
     EXPECT_FALSE(waitFor(2, [&] { return isRed(unbuilt.centre()); }));
     unbuilt.key("Escape");
     EXPECT_EQ(unbuilt.wait().status, 0);
-    EXPECT_EQ(count(unbuilt.log(), "Livecode: "), 1);
+    EXPECT_EQ(program::occurrences(unbuilt.log(), "Livecode: "), 1);
 
     Program noCMake(directory);
     noCMake.environment("PATH", directory.file("nowhere"));

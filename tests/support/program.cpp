@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
+#include <grp.h>
+#include <pwd.h>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -79,8 +82,24 @@ Program::~Program()
 
 void Program::environment(const std::string& name, const std::string& value) { variables.push_back({name, value}); }
 
+bool Program::unprivileged()
+{
+    if (geteuid() != 0) return true;
+    const passwd* nobody = getpwnam("nobody");
+    if (!nobody) return false;
+    user = static_cast<int>(nobody->pw_uid);
+    group = static_cast<int>(nobody->pw_gid);
+    return true;
+}
+
 void Program::start()
 {
+    if (user >= 0) {  // the program writes its log and its screenshots there
+        namespace fs = std::filesystem;
+        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(directory.path()))
+            lchown(entry.path().c_str(), user, group);
+        lchown(directory.path().c_str(), user, group);
+    }
     pid = fork();
     if (pid == 0) {
         if (chdir(directory.path().c_str()) != 0) _exit(126);
@@ -90,8 +109,8 @@ void Program::start()
         int err = open("stderr.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(out, 1);
         dup2(err, 2);
+        if (user >= 0 && (setgroups(0, nullptr) != 0 || setgid(group) != 0 || setuid(user) != 0)) _exit(125);
         std::vector<char*> argv;
-        std::string binary = DEMO_BINARY;
         argv.push_back(binary.data());
         for (std::string& argument : arguments) argv.push_back(argument.data());
         argv.push_back(nullptr);
@@ -183,6 +202,13 @@ std::string output(const std::string& command)
         pclose(pipe);
     }
     return text;
+}
+
+int occurrences(const std::string& text, const std::string& needle)
+{
+    int found = 0;
+    for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) found++;
+    return found;
 }
 
 Result run(const fixture::Directory& directory, std::vector<std::string> arguments, double seconds)

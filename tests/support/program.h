@@ -31,8 +31,8 @@ private:
 };
 
 struct Result {
-    int status = -1;         // exit status, or -1 when killed by a signal
-    int signal = 0;          // the signal that ended it, 0 when it exited
+    int status = -1;  // exit status, or -1 when killed by a signal
+    int signal = 0;   // the signal that ended it, 0 when it exited
     std::string out, err;
 };
 
@@ -41,6 +41,12 @@ public:
     explicit Program(const fixture::Directory& directory, std::vector<std::string> arguments = {});
     ~Program();
 
+    std::string binary = DEMO_BINARY;  // another build's demo, for a benchmark that compares them
+
+    // Run as a user without privileges ("nobody") when the tests run as root, whom file
+    // permissions do not stop; the fixture directory is then handed to that user at start.
+    // False when there is no such user
+    bool unprivileged();
     // Sets a variable of the program's environment; before start()
     void environment(const std::string& name, const std::string& value);
     void start();
@@ -71,6 +77,7 @@ private:
     std::vector<std::pair<std::string, std::string>> variables;
     Display server;
     int pid = -1;
+    int user = -1, group = -1;  // who the program runs as; -1: as the tests do
     bool finished = false;
     Result result;
     std::string windowId;
@@ -88,5 +95,8 @@ std::vector<std::string> lines(const std::string& text);
 
 // What a shell command writes on standard output
 std::string output(const std::string& command);
+
+// How many times `needle` stands in `text`
+int occurrences(const std::string& text, const std::string& needle);
 
 }  // namespace program

@@ -3,6 +3,8 @@
 // may end on a signal or fail to end in time.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>  // Required for: mkfifo()
+
 #include <filesystem>
 #include <regex>
 #include <sstream>
@@ -78,7 +80,17 @@ void prepare(const fixture::Directory& directory, const std::string& step)
         fs::rename(directory.file(path), directory.file(text));
     } else if (action == "cut") {
         fs::resize_file(directory.file(path), std::stoul(text));
-    } else if (action != "config") {
+    } else if (action == "fifo") {
+        fs::remove(directory.file(path));
+        ASSERT_EQ(mkfifo(directory.file(path).c_str(), 0644), 0) << step;
+    } else if (action == "link") {
+        fs::remove(directory.file(path));
+        fs::create_symlink(text, directory.file(path));
+    } else if (action == "mkdir") {
+        fs::create_directories(directory.file(path));
+    } else if (action == "mode") {
+        fs::permissions(directory.file(path), static_cast<fs::perms>(std::stoi(text, nullptr, 8)));
+    } else if (action != "config" && action != "unprivileged") {
         FAIL() << "unknown setup step: " << step;
     }
 }
@@ -102,7 +114,11 @@ TEST_P(BadInput, EndsWithItsMessageAndStatusOrPlays)
     directory.config(settings);
     for (const std::string& step : row.setup) prepare(directory, step);
 
-    program::Result result = program::run(directory, row.arguments, 30);
+    program::Program demo(directory, row.arguments);
+    if (std::find(row.setup.begin(), row.setup.end(), "unprivileged") != row.setup.end() && !demo.unprivileged())
+        GTEST_SKIP() << "no user without privileges to run the demo as";
+    demo.start();
+    program::Result result = demo.wait(30);
     EXPECT_EQ(result.signal, 0) << "ended on a signal or did not end in time";
     EXPECT_EQ(result.status, row.status) << "standard error:\n" << result.err;
     for (const std::string& check : row.expectations) {

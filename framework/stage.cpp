@@ -1,0 +1,90 @@
+// Stage: the schedule is read first (the cheapest and the likeliest to be mid-edit), then the
+// shaders, then the pictures; the first fault ends the reading.
+#include "stage.h"
+
+#include "demo.h"
+#include "loader.h"
+#include "logger.h"
+#include "script.h"
+#include "shadermanager.h"
+#include "texturemanager.h"
+
+static const char* const scheduleFile = "data/demo.lua";
+static const char* const textureDirectory = "data/textures/";
+
+Stage::~Stage() { discard(); }
+
+void Stage::require(std::string picture) { required.insert(picture); }
+
+// A scene binding a picture that is gone would end the program: such a set is refused.
+static bool everyBoundPicture(const Stage& staged, std::string& error)
+{
+    for (const std::string& picture : staged.required)
+        if (staged.images.find(picture) == staged.images.end()) {
+            error = "Texture manager: Error! " + std::string(textureDirectory) + picture +
+                    " does not exist, and a scene binds it!";
+            return false;
+        }
+    return true;
+}
+
+// Pictures of fewer than four components are drawn garbled (their rows are laid out four
+// bytes a pixel); they are shown, and named.
+static std::string garbled(const std::map<std::string, Image*>& images)
+{
+    std::string names;
+    for (const auto& [name, image] : images)
+        if (image->components < 4) names += (names.empty() ? "" : ", ") + std::string(textureDirectory) + name;
+    return names.empty() ? "" : "Texture manager: Warning! " + names + ": fewer than four components, drawn garbled";
+}
+
+bool Stage::read(std::string& error)
+{
+    discard();
+    bool complete = script.stage(scheduleFile, schedule, error) && advance(true, "schedule", error) &&
+                    shadermanager.buildShaders(shaders, true, error) &&
+                    texturemanager.decodeImages(images, true, error) && everyBoundPicture(*this, error);
+    if (!complete) {
+        discard();
+        return false;
+    }
+    warning = garbled(images);
+    if (!warning.empty()) logger << warning << std::endl;
+    return true;
+}
+
+bool Stage::advance(bool staged, std::string what, std::string& error)
+{
+    if (!staged) {
+        loader.advance(1);
+        loader.draw(what);
+        return true;
+    }
+    if (!between || between()) return true;
+    error = "Stage: Reading abandoned after the " + what;
+    return false;
+}
+
+void Stage::swap()
+{
+    shadermanager.takeShaders(shaders);
+    texturemanager.takeImages(images);
+    for (const Timeline& entry : schedule) demo.addSceneToTimeline(entry.name, entry.start, entry.end);
+    schedule.clear();
+}
+
+void Stage::discard()
+{
+    schedule.clear();
+    for (const auto& [name, shader] : shaders) {
+        shader->release();
+        delete shader;
+    }
+    shaders.clear();
+    for (const auto& [name, image] : images) {
+        image->releaseData();
+        delete image;
+    }
+    images.clear();
+    warning.clear();
+}

@@ -1,0 +1,45 @@
+// Stage: the scratch set of a reload on save. Everything the show reads from data/ (the
+// schedule, the shader pairs, the pictures) is read once into it, through the same loaders
+// as at start-up, and goes live only when all of it was read without a fault. The set that
+// goes live is the set that was checked; whatever changes on disk meanwhile is the next
+// reload's business.
+//
+// Depends on: the script, the shader and texture managers, the loading screen, the director
+// (the schedule goes in through it). Owns: what it holds between a reading and the swap.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "image.h"
+#include "shader.h"
+#include "timeline.h"
+
+class Stage {
+public:
+    std::vector<Timeline> schedule;          // the entries demo.lua adds, not yet scheduled
+    std::map<std::string, Shader*> shaders;  // built and linked
+    std::map<std::string, Image*> images;    // decoded, not yet uploaded
+    std::set<std::string> required;          // the pictures the scenes bind by name
+    std::string warning;                     // the pictures that will be drawn garbled, "" for none
+    std::function<bool()> between;           // after each file read; false abandons the reading
+
+    ~Stage();
+
+    // A picture a scene binds: a set without it is refused
+    void require(std::string picture);
+    // Reads everything once; false with the first fault, and nothing staged
+    bool read(std::string& error);
+    // After each file a load reads: at start-up and on the keys a step of the loading screen,
+    // staged a call of `between`. False, with why, when that abandons the reading
+    bool advance(bool staged, std::string what, std::string& error);
+    // The show's schedule, shaders and pictures make way for the staged ones
+    void swap();
+    // Lets go of whatever is staged
+    void discard();
+};
+
+extern Stage stage;

@@ -1,0 +1,255 @@
+// Reload on save, in process: the watcher driven by a clock the test holds, the staged reading
+// with files rewritten from inside it, the schedule's sandbox and its limits, and the list of
+// pictures the scenes bind. Each case works in a copy of the fixture's data/ of its own.
+#include <gtest/gtest.h>
+
+#include <GL/gl.h>
+#include <unistd.h>  // Required for: chdir(), getcwd(), mkfifo()
+
+#include <filesystem>
+
+#include "framework/demo.h"
+#include "framework/scene.h"
+#include "framework/script.h"
+#include "framework/stage.h"
+#include "framework/texturemanager.h"
+#include "framework/timeline.h"
+#include "framework/watcher.h"
+#include "scenes/show.h"
+#include "tests/support/drawing.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Burst = std::map<Signal, std::string>;
+
+// Runs the case in a fresh copy of the fixture, where data/ may be written at will.
+class InACopy : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        if (demo.scenes.empty()) loadShow();
+    }
+    void SetUp() override { ASSERT_EQ(chdir(copy.path().c_str()), 0); }
+    void TearDown() override
+    {
+        stage.between = nullptr;
+        ASSERT_EQ(chdir(home.c_str()), 0);
+    }
+
+    const std::string home = fs::current_path();
+    fixture::Directory copy;
+};
+
+using WatchedSaves = InACopy;
+
+// The watcher reads inotify on each call and reckons time only from what it is given: a burst
+// ends a quarter second after its last change, however the saves were spaced.
+TEST_F(WatchedSaves, ABurstIsHandedOverAQuarterSecondAfterItsLastChangeUnderItsFirstFile)
+{
+    Watcher watcher;
+    watcher.start();
+    copy.write("data/demo.lua.swp", "an editor's own file");  // never counts
+    EXPECT_EQ(watcher.update(1000), Burst{});
+    EXPECT_EQ(watcher.update(2000), Burst{});
+
+    copy.schedule("addSceneToTimeline(\"credits\", 0, 1000)\n");
+    EXPECT_EQ(watcher.update(3000), Burst{});
+    copy.write("data/textures/new.png.tmp", "x");
+    fs::rename(copy.file("data/textures/new.png.tmp"), copy.file("data/textures/new.png"));
+    copy.write("data/config.lua", copy.read("data/config.lua"));
+    EXPECT_EQ(watcher.update(3200), Burst{}) << "a second save within the quarter second extends the burst";
+    EXPECT_EQ(watcher.update(3449), Burst{});
+    EXPECT_EQ(watcher.update(3450), (Burst{{Signal::Data, "data/demo.lua"}, {Signal::Settings, "data/config.lua"}}));
+    EXPECT_EQ(watcher.update(9000), Burst{}) << "handed over once";
+
+    copy.remove("data/textures/new.png");
+    watcher.update(10000);
+    EXPECT_EQ(watcher.update(10250), (Burst{{Signal::Data, "data/textures/new.png"}})) << "a removal";
+    ASSERT_EQ(mkfifo(copy.file("data/textures/pipe.png").c_str(), 0644), 0);
+    watcher.update(11000);
+    EXPECT_EQ(watcher.update(11250), (Burst{{Signal::Data, "data/textures/pipe.png"}})) << "nothing more to come";
+}
+
+// A checkout replaces folders; a picture may be a link to a file elsewhere. Both keep counting.
+TEST_F(WatchedSaves, FoldersReplacedAndFilesLinkedToKeepCounting)
+{
+    Watcher watcher;
+    watcher.start();
+    fs::create_directories(copy.file("art"));
+    copy.write("art/real.png", "x");
+    fs::create_symlink(copy.file("art/real.png"), copy.file("data/textures/linked.png"));
+    watcher.update(0);
+    EXPECT_EQ(watcher.update(250), (Burst{{Signal::Data, "data/textures/linked.png"}}));
+    copy.write("art/real.png", "y");
+    watcher.update(1000);
+    EXPECT_EQ(watcher.update(1250), (Burst{{Signal::Data, "data/textures/linked.png"}})) << "the target saved";
+
+    fs::rename(copy.file("data/shaders"), copy.file("old"));
+    fs::copy(copy.file("old"), copy.file("data/shaders"));
+    watcher.update(2000);
+    EXPECT_EQ(watcher.update(2250), (Burst{{Signal::Data, "data/shaders/"}}));
+    copy.write("old/plain.frag", "not watched any more");
+    copy.write("data/shaders/plain.frag", "watched again");
+    watcher.update(3000);
+    EXPECT_EQ(watcher.update(3250), (Burst{{Signal::Data, "data/shaders/plain.frag"}}));
+
+    fs::remove_all(copy.file("data"));
+    fs::create_directories(copy.file("data"));
+    fs::copy(copy.file("old"), copy.file("data/shaders"));
+    watcher.update(4000);
+    EXPECT_EQ(watcher.update(4250).count(Signal::Data), 1u);
+    copy.write("data/shaders/plain.vert", "watched again, two folders down");
+    watcher.update(5000);
+    EXPECT_EQ(watcher.update(5250), (Burst{{Signal::Data, "data/shaders/plain.vert"}}));
+}
+
+// The colour of the first texel of a picture as the show has it uploaded.
+fixture::Rgba uploaded(const std::string& name)
+{
+    glBindTexture(GL_TEXTURE_2D, texturemanager.getID(name));
+    GLint width = 0, height = 0;
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &width);
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &height);
+    std::vector<uint8_t> texels(static_cast<size_t>(width) * height * 4);
+    glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, texels.data());
+    return {texels[0], texels[1], texels[2], texels[3]};
+}
+
+std::vector<std::string> scheduled()
+{
+    std::vector<std::string> entries;
+    for (Timeline* entry : timeLine.entries)
+        entries.push_back(entry->name + " " + std::to_string(entry->start) + "-" + std::to_string(entry->end));
+    return entries;
+}
+
+using ReloadOnSave = InACopy;
+
+// There is one reading, so the set that goes live is the set that was read: the files are
+// rewritten from inside the reading, through the stage's hook between two files, and the
+// swap takes what was read before the rewrite and after it, never a mixture that was not read.
+TEST_F(ReloadOnSave, SwapsInWhatItReadWhateverIsSavedDuringTheReading)
+{
+    const fixture::Rgba red{220, 20, 20, 255};
+    copy.schedule("addSceneToTimeline(\"credits\", 0, 5000)\n");
+    int files = 0;
+    stage.between = [&] {
+        if (++files == 1) {  // the schedule is read, the pictures are not
+            copy.schedule("addSceneToTimeline(\"credits\", 0 5000)\n");
+            fixture::writeSolidPng(copy.file("data/textures/credits.png"), 4, 4, red);
+        }
+        return true;
+    };
+    ASSERT_TRUE(demo.reloadSaved("data/demo.lua"));
+    EXPECT_EQ(scheduled(), std::vector<std::string>{"credits 0-5000"}) << "the schedule as it was read";
+    fixture::Rgba shown = uploaded("credits.png");
+    EXPECT_EQ(std::vector<int>({shown.r, shown.g, shown.b}), std::vector<int>({220, 20, 20})) << "read after the save";
+
+    // The save made during that reading is the next one's business: refused, nothing swapped.
+    files = 1;
+    EXPECT_FALSE(demo.reloadSaved("data/demo.lua"));
+    EXPECT_EQ(scheduled(), std::vector<std::string>{"credits 0-5000"});
+
+    // A picture spoilt during the reading, before it is read, is refused with the rest.
+    copy.schedule("addSceneToTimeline(\"greets\", 0, 5000)\n");
+    files = 0;
+    stage.between = [&] {
+        if (++files == 1) copy.write("data/textures/credits.png", "not a picture");
+        return true;
+    };
+    EXPECT_FALSE(demo.reloadSaved("data/demo.lua"));
+    EXPECT_EQ(scheduled(), std::vector<std::string>{"credits 0-5000"});
+    EXPECT_EQ(uploaded("credits.png").r, 220);
+}
+
+// A reload on save lets go of what it no longer has (a picture renamed twenty times must not
+// stay twenty times in memory) and keeps the GL names of what it keeps (the flip-book holds them).
+TEST_F(ReloadOnSave, PicturesGoneLoseTheirGLNamesAndPicturesKeptKeepThem)
+{
+    fixture::writeSolidPng(copy.file("data/textures/spare.png"), 4, 4, {1, 2, 3, 255});
+    ASSERT_TRUE(demo.reloadSaved("data/textures/spare.png"));
+    unsigned int spare = texturemanager.getID("spare.png"), kept = texturemanager.getID("ri_hest_ri0.png");
+    fs::rename(copy.file("data/textures/spare.png"), copy.file("data/textures/renamed.png"));
+    ASSERT_TRUE(demo.reloadSaved("data/textures/renamed.png"));
+    EXPECT_EQ(texturemanager.textures.count("spare.png"), 0u);
+    EXPECT_FALSE(glIsTexture(spare)) << "the GL name of the picture gone";
+    EXPECT_EQ(texturemanager.getID("ri_hest_ri0.png"), kept);
+
+    copy.remove("data/textures/ri_hest_ri0.png");
+    std::string error;
+    EXPECT_FALSE(stage.read(error));
+    EXPECT_EQ(error, "Texture manager: Error! data/textures/ri_hest_ri0.png does not exist, and a scene binds it!");
+}
+
+using Sandbox = InACopy;
+
+TEST_F(Sandbox, ScheduleReadForAReloadReachesNoSystemAndStopsAtItsLimits)
+{
+    const std::pair<std::string, std::string> refused[] = {
+        {"os.exit(3)", "Script: Error! data/demo.lua:1: attempt to index global 'os' (a nil value)"},
+        {"io.open('x', 'w')", "Script: Error! data/demo.lua:1: attempt to index global 'io' (a nil value)"},
+        {"require('os')", "Script: Error! data/demo.lua:1: attempt to call global 'require' (a nil value)"},
+        {"loadstring('x = 1')()", "Script: Error! data/demo.lua:1: attempt to call global 'loadstring' (a nil value)"},
+        {"dofile('data/config.lua')", "Script: Error! data/demo.lua:1: attempt to call global 'dofile' (a nil value)"},
+        {"newproxy(true)", "Script: Error! data/demo.lua:1: attempt to call global 'newproxy' (a nil value)"},
+        {"\nwhile true do end", "Script: Error! data/demo.lua:2: stopped at the limit of 100000000 instructions"},
+        {"pcall(function() while true do end end)\naddSceneToTimeline('credits', 0, 1)",
+         "Script: Error! data/demo.lua:1: stopped at the limit of 100000000 instructions"},
+        {"local t = {} while true do t[#t + 1] = string.rep('x', 1000000) .. #t end",
+         "Script: Error! data/demo.lua: stopped at the limit of 256 MB of memory"},
+        {"for i = 1, 1e9 do addSceneToTimeline('credits', i, i) end",
+         "Script: Error! data/demo.lua: stopped at the limit of 256 MB of memory"},
+    };
+    for (const auto& [lua, message] : refused) {
+        copy.schedule(lua);
+        std::vector<Timeline> entries;
+        std::string error;
+        EXPECT_FALSE(script.stage("data/demo.lua", entries, error)) << lua;
+        EXPECT_EQ(error, message) << lua;
+        EXPECT_TRUE(entries.empty()) << lua;
+    }
+
+    // The settings are there to read, as they are for the schedule at start-up.
+    copy.schedule("addSceneToTimeline('credits', 0, WIDTH)\naddSceneToTimeline(TITLE and 'greets', '7', 8.9)");
+    std::vector<Timeline> entries;
+    std::string error;
+    ASSERT_TRUE(script.stage("data/demo.lua", entries, error)) << error;
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_EQ(entries[0].end, 800);
+    EXPECT_EQ(entries[1].name + " " + std::to_string(entries[1].start) + "-" + std::to_string(entries[1].end),
+              "greets 7-8");
+}
+
+// Every picture a scene binds or asks the name of must be in the show's list, or a reload on
+// save could let it go. The pictures missing from the list are taken away and every scene is
+// drawn across the whole track: one that binds a picture the list lacks ends this program with
+// "Texture manager: Trying to bind texture <name> that does not exist!".
+TEST(Show, EveryPictureTheScenesBindIsListed)
+{
+    if (demo.scenes.empty()) loadShow();
+    std::map<std::string, Texture*> unlisted;
+    for (auto it = texturemanager.textures.begin(); it != texturemanager.textures.end();)
+        if (stage.required.count(it->first)) {
+            ++it;
+        } else {
+            unlisted.insert(*it);
+            it = texturemanager.textures.erase(it);
+        }
+    glEnable(GL_SCISSOR_TEST);  // nothing is rasterised: only the binds matter
+    glScissor(0, 0, 0, 0);
+    for (const auto& [name, scene] : demo.scenes) {
+        scene->init();
+        for (int ms = 0; ms <= 150000; ms += 500) {
+            drawing::at(ms);
+            drawing::blankFrame();
+            scene->draw();
+        }
+    }
+    glDisable(GL_SCISSOR_TEST);
+    texturemanager.textures.insert(unlisted.begin(), unlisted.end());
+    EXPECT_FALSE(stage.required.empty());
+}
+
+}  // namespace
