@@ -119,14 +119,14 @@ static Image* decode(FILE* file, const std::string& filename, std::string& error
 // Opens and decodes the file. What ends a load (a file that cannot be opened, not a PNG, an
 // unusable colour type) comes back in `error`; a decoding error returns null with `error` left
 // empty. Opened without blocking: a pipe named like a picture is refused, not waited on.
-static Image* openAndDecode(const std::string& filename, std::string& error)
+static Image* openAndDecode(const std::string& filename, std::string& error, bool staged)
 {
     std::string why;
     int descriptor = openData(filename, why);
     FILE* file = descriptor < 0 ? nullptr : fdopen(descriptor, "rb");
     if (!file) {
         if (descriptor >= 0) close(descriptor);
-        error = "Image: Error! " + filename + " " + (descriptor < 0 ? why : "cannot be opened") + "!";
+        error = "Image: Error! " + filename + " " + (descriptor < 0 ? refusal(why, staged) : "cannot be opened") + "!";
         return nullptr;
     }
 
@@ -146,7 +146,7 @@ Image* ImagePNG::load(std::string filename)
 {
     logger << "Image: Loading " << filename << std::endl;
     std::string error;
-    Image* image = openAndDecode(filename, error);
+    Image* image = openAndDecode(filename, error, false);
     if (!error.empty()) fatal(error);
     return image;
 }
@@ -154,7 +154,7 @@ Image* ImagePNG::load(std::string filename)
 Image* ImagePNG::read(std::string filename, std::string& error)
 {
     logger << "Image: Loading " << filename << std::endl;
-    Image* image = openAndDecode(filename, error);
+    Image* image = openAndDecode(filename, error, true);
     if (!image && error.empty()) error = "Image: Error! " + filename + " could not be decoded!";
     return image;
 }

@@ -18,12 +18,12 @@ Shader::~Shader()
 }
 
 // The whole file as a new NUL-terminated array, or null with the message that ends a load.
-static char* readSource(const char* filename, std::string& error)
+static char* readSource(const char* filename, std::string& error, bool staged)
 {
     logger << "Shader: Loading file: " << filename << std::endl;
     std::string content, why;
     if (!readData(filename, content, why)) {
-        error = std::string("Shader: Error! ") + filename + " " + why + "!";
+        error = std::string("Shader: Error! ") + filename + " " + refusal(why, staged) + "!";
         return nullptr;
     }
 
@@ -35,7 +35,7 @@ static char* readSource(const char* filename, std::string& error)
 char* Shader::loadFile(const char* filename)
 {
     std::string error;
-    char* source = readSource(filename, error);
+    char* source = readSource(filename, error, false);
     if (!source) fatal(error);
     return source;
 }
@@ -147,9 +147,9 @@ void Shader::init(std::string, const char* vertexFile, const char* fragmentFile)
 
 bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string& error, bool staged)
 {
-    vertexSource = readSource(vertexFile, error);
+    vertexSource = readSource(vertexFile, error, staged);
     if (!vertexSource) return false;
-    fragmentSource = readSource(fragmentFile, error);
+    fragmentSource = readSource(fragmentFile, error, staged);
     if (!fragmentSource) return false;
 
     bool core = coreShaders();

@@ -78,6 +78,11 @@ bool readData(const std::string& path, std::string& text, std::string& why)
     return got == 0;
 }
 
+std::string refusal(const std::string& why, bool staged)
+{
+    return staged || why == "is not a regular file" ? why : "does not exist";
+}
+
 int toInt(const char* text)
 {
     // strtol itself saturates at the range of long, which is wider than int here.

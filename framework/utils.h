@@ -28,6 +28,10 @@ extern Utils utils;
 int openData(const std::string& path, std::string& why);
 // The whole of a data file opened as openData does; false with why, as openData gives it
 bool readData(const std::string& path, std::string& text, std::string& why);
+// What a load says of a file that openData refused. At start-up and on the keys a file that
+// cannot be opened "does not exist", whatever the reason; a reload on save (`staged`) gives the
+// reason. A file that is not regular is named so either way: reading it could wait for ever.
+std::string refusal(const std::string& why, bool staged);
 
 // The leading base-10 digits of `text` (after an optional sign) as an int, 0 when there are
 // none; values beyond the 32-bit range are clamped to it rather than wrapped
