@@ -1,5 +1,5 @@
-// Reload on save, timed from outside on a copy of the data (debug on, null sound), the credits
-// scheduled over the whole track:
+// Reload on save and live scene code, timed from outside on a copy of the data (debug on, null
+// sound), the credits scheduled over the whole track:
 //
 //   reloadtime <data directory> <saves> [demo binary: another build's, to compare]
 //
@@ -9,10 +9,16 @@
 //   the demo's main thread (where the reading and the reload run, while the GL driver's threads
 //   do most of the drawing) from the save to the end of the reload, less its idle rate over the
 //   half second before. Medians.
+// - Scene code to screen: the same with a one-line change of scenes/credits.cpp (the picture it
+//   binds, a white one and a green one in turn), in a copy of the scene sources
+//   built as a module (tests/support/scenemodule.cmake) for the demo to rebuild; split by the
+//   demo's log into the quiet period (to "changed, rebuilding"), the build and the swap.
 // - Memory: the resident size after a 4096 x 4096 picture is renamed once, and 20 times.
 // - A schedule that never ends: how long the demo takes to stop it, saved and at start-up.
 #include <algorithm>
 #include <cstdio>
+#include <functional>
+#include <regex>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -75,35 +81,96 @@ double untilLogged(program::Program& demo, const std::string& line, int seen, do
 
 std::string stoppedAfter(double ms) { return ms < 0 ? "not stopped within 20 s" : std::to_string(int(ms)) + " ms"; }
 
+// What one save cost: until the picture was on screen, and the main thread's processor time
+struct Timed {
+    double shown, processor;
+};
+
+// Times `save` until the centre of the window shows `wanted` and the log holds one more `done`.
+Timed timeSave(program::Program& demo, const std::string& pid, const std::function<void()>& save,
+               const std::function<bool(fixture::Rgba)>& wanted, const std::string& done)
+{
+    demo.key("Down");  // back to the start of the track, which would end before the saves do
+    int before = occurrences(demo.log(), done);
+    double idleFrom = nowMs(), idleCpu = processorMs(pid);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));  // the previous frames settle
+    double start = nowMs(), startCpu = processorMs(pid), idleRate = (startCpu - idleCpu) / (start - idleFrom);
+    save();
+    Timed timed = {-1, -1};
+    while ((timed.shown < 0 || timed.processor < 0) && nowMs() - start < 60000) {
+        if (timed.processor < 0 && occurrences(demo.log(), done) > before)
+            timed.processor = processorMs(pid) - startCpu - idleRate * (nowMs() - start);
+        if (timed.shown < 0 && wanted(demo.centre())) timed.shown = nowMs() - start;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return timed;
+}
+
+// One colour channel well ahead of the other two: the scene draws a little darker than stored.
+bool shows(fixture::Rgba at, int channel)
+{
+    int values[] = {at.r, at.g, at.b}, wanted = values[channel];
+    return wanted > 100 && wanted > 2 * values[(channel + 1) % 3] && wanted > 2 * values[(channel + 2) % 3];
+}
+
 void saveToScreen(const fixture::Directory& directory, program::Program& demo, const std::string& pid, int saves)
 {
     const fixture::Rgba colours[] = {{40, 230, 40, 255}, {40, 40, 230, 255}};
     std::vector<double> shown, processor;
     for (int i = 0; i < saves; i++) {
-        fixture::Rgba colour = colours[i % 2];
-        bool green = colour.g > colour.b;
-        int done = occurrences(demo.log(), reloaded);
-        fixture::writeSolidPng(directory.file("data/textures/.credits.png.new"), 1024, 1152, colour);
-        double idleFrom = nowMs(), idleCpu = processorMs(pid);
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));  // the previous frames settle
-        double start = nowMs(), startCpu = processorMs(pid), idleRate = (startCpu - idleCpu) / (start - idleFrom);
-        fs::rename(directory.file("data/textures/.credits.png.new"), directory.file("data/textures/credits.png"));
-        double seen = -1, cpu = -1;
-        while ((seen < 0 || cpu < 0) && nowMs() - start < 20000) {
-            if (cpu < 0 && occurrences(demo.log(), reloaded) > done)
-                cpu = processorMs(pid) - startCpu - idleRate * (nowMs() - start);
-            // The scene draws the picture a little darker than it is stored.
-            fixture::Rgba at = demo.centre();
-            int wanted = green ? at.g : at.b, other = green ? at.b : at.g;
-            if (seen < 0 && wanted > 100 && wanted > 2 * other && wanted > 2 * at.r) seen = nowMs() - start;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        printf("save %2d: on screen after %5.0f ms, %4.0f ms of processor time\n", i + 1, seen, cpu);
-        shown.push_back(seen);
-        processor.push_back(cpu);
+        fixture::writeSolidPng(directory.file("data/textures/.credits.png.new"), 1024, 1152, colours[i % 2]);
+        Timed timed = timeSave(
+            demo, pid,
+            [&] { fs::rename(directory.file("data/textures/.credits.png.new"), directory.file("data/textures/credits.png")); },
+            [&](fixture::Rgba at) { return shows(at, i % 2 ? 2 : 1); }, reloaded);
+        printf("save %2d: on screen after %5.0f ms, %4.0f ms of processor time\n", i + 1, timed.shown, timed.processor);
+        shown.push_back(timed.shown);
+        processor.push_back(timed.processor);
     }
     printf("save to screen, median of %d saves: %.0f ms; processor time of the reading and the reload: %.0f ms\n",
            saves, median(shown), median(processor));
+}
+
+// The last value the log gives after `prefix` ("Livecode: Built in " 1.23 " s")
+double lastLogged(const std::string& log, const std::string& prefix)
+{
+    size_t at = log.rfind(prefix);
+    return at == std::string::npos ? -1 : std::atof(log.c_str() + at + prefix.size());
+}
+
+void sceneToScreen(program::Program& demo, const std::string& pid, const std::string& sources, int saves)
+{
+    const std::string white = "bindTexture(\"credits.png\");", green = "bindTexture(\"greenery.png\");";
+    std::vector<double> shown, noticed, built, swapped, handed;
+    for (int i = 0; i < saves; i++) {
+        std::string text = fixture::readFile(sources + "/credits.cpp");
+        bool toGreen = text.find(white) != std::string::npos;
+        text.replace(text.find(toGreen ? white : green), (toGreen ? white : green).size(), toGreen ? green : white);
+        const std::string rebuilding = "credits.cpp changed, rebuilding";
+        int before = occurrences(demo.log(), rebuilding);
+        double start = nowMs(), heard = -1;
+        Timed timed = timeSave(
+            demo, pid,
+            [&] {
+                start = nowMs();
+                fixture::writeFile(sources + "/credits.cpp", text);
+            },
+            [&](fixture::Rgba at) {
+                if (heard < 0 && occurrences(demo.log(), rebuilding) > before) heard = nowMs() - start;
+                return toGreen ? shows(at, 1) : at.r > 100 && at.r == at.g && at.g == at.b;
+            },
+            "Demo: Swapped in the rebuilt scenes");
+        std::string log = demo.log();
+        shown.push_back(timed.shown);
+        noticed.push_back(heard);
+        built.push_back(1000 * lastLogged(log, "Livecode: Built in "));
+        swapped.push_back(lastLogged(log, ", in "));
+        handed.push_back(lastLogged(log, "values taken over in "));
+        printf("scene save %2d: on screen after %5.0f ms (noticed %4.0f, built in %5.0f, swapped in %5.2f ms, values %.3f ms)\n",
+               i + 1, shown.back(), heard, built.back(), swapped.back(), handed.back());
+    }
+    printf("scene code to screen, median of %d saves: %.0f ms (quiet period %.0f, build %.0f, swap %.2f ms, of which "
+           "the values %.3f ms)\n", saves, median(shown), median(noticed), median(built), median(swapped), median(handed));
 }
 
 void memoryOverRenames(const fixture::Directory& directory, program::Program& demo, const std::string& pid)
@@ -151,9 +218,20 @@ int main(int argc, char** argv)
     fs::copy(argv[1], directory.file("data"), fs::copy_options::recursive);
     directory.write("data/config.lua", directory.read("data/config.lua") + "\nDEBUG = true\nAUDIO = \"nosound\"\n");
     directory.schedule("addSceneToTimeline(\"credits\", 0, 1000000)\n");
+    // What the scene saves bind in turn, the credits made white
+    fixture::writeSolidPng(directory.file("data/textures/greenery.png"), 64, 64, {40, 230, 40, 255});
+    // The demo's own copy of the scene sources, built as a module once before it starts
+    std::string module = directory.file("module");
+    if (std::system(("cmake -DSOURCES=" SCENES_DIR " -DENGINE=" ENGINE_DIR " -DWORK=" + module + " -P " MODULE_SCRIPT)
+                        .c_str()) != 0) {
+        fprintf(stderr, "reloadtime: the scene module did not build\n");
+        return 1;
+    }
 
     program::Program demo(directory);
     if (argc > 3) demo.binary = argv[3];
+    demo.environment("DEMO_SCENES", module + "/scenes");
+    demo.environment("DEMO_SCENES_BUILD", module + "/build");
     demo.start();
     if (!demo.waitForLog("Watcher: Reloading on every save in data/", 60) || demo.window().empty()) {
         fprintf(stderr, "reloadtime: the demo did not start\n");
@@ -161,6 +239,10 @@ int main(int argc, char** argv)
     }
     std::string pid = demo.xdotool("getwindowpid %w");
     saveToScreen(directory, demo, pid, std::max(1, atoi(argv[2])));
+    int done = occurrences(demo.log(), reloaded);
+    fixture::writeSolidPng(directory.file("data/textures/credits.png"), 1024, 1152, {255, 255, 255, 255});
+    untilLogged(demo, reloaded, done, 20);
+    sceneToScreen(demo, pid, module + "/scenes", std::max(1, atoi(argv[2])));
     memoryOverRenames(directory, demo, pid);
     runaway(directory, demo);
     return 0;

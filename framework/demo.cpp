@@ -446,8 +446,10 @@ void Demo::swapScenes(void (*registration)())
     for (const Timeline& entry : schedule) addSceneToTimeline(entry.name, entry.start, entry.end);
     initScenes();
     keepFlipBook(book, position);
+    std::chrono::steady_clock::time_point handing = std::chrono::steady_clock::now();
     livecode.endSwap("");
-    double took = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - began).count();
-    logger << "Demo: Swapped in the rebuilt scenes at " << music.getPosition() << " ms, in " << took << " ms"
-           << std::endl;
+    std::chrono::steady_clock::time_point done = std::chrono::steady_clock::now();
+    logger << "Demo: Swapped in the rebuilt scenes at " << music.getPosition() << " ms, in "
+           << std::chrono::duration<double, std::milli>(done - began).count() << " ms, their values taken over in "
+           << std::chrono::duration<double, std::milli>(done - handing).count() << " ms" << std::endl;
 }
