@@ -226,7 +226,7 @@ void Effects::enableSEM()
     glTexGeni(GL_S, GL_TEXTURE_GEN_MODE, GL_SPHERE_MAP);
     glTexGeni(GL_T, GL_TEXTURE_GEN_MODE, GL_SPHERE_MAP);
     // These two name no valid parameter: GL answers with an invalid-enumerant error and
-    // changes nothing. They have always been part of the sequence.
+    // changes nothing. They stay: the sequence of calls is part of the effect's definition.
     glTexGeni(GL_S, GL_SPHERE_MAP, 0);
     glTexGeni(GL_T, GL_SPHERE_MAP, 0);
     glEnable(GL_TEXTURE_GEN_S);

@@ -25,5 +25,5 @@ public:
 extern FPS fps;
 
 // The first two characters of the rate's default text (59.94 gives "59", 7.5 gives "7.",
-// 120.2 gives "12"): the width the plot lines and the status line have always had
+// 120.2 gives "12"): the title keeps its width, so it does not jump as the rate changes
 std::string rateText(float rate);

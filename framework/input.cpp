@@ -106,7 +106,8 @@ void Input::keyboardUp(SDL_KeyboardEvent* key)
     switch (sym) {
     case SDLK_LEFT: logger << "Input: Key released: Left" << std::endl; seekBackward = false; break;
     case SDLK_RIGHT: logger << "Input: Key released: Right" << std::endl; seekForward = false; break;
-    // The shift releases have always logged the press texts; either one clears the shared flag.
+    // The shift releases log the press texts (the log's words are fixed); either one clears the
+    // shared flag.
     case SDLK_LSHIFT: pressed("Left Shift"); shift = false; break;
     case SDLK_RSHIFT: pressed("Right Shift"); shift = false; break;
     default: break;

