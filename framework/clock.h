@@ -6,6 +6,8 @@
 // pauses and restarts; it is learnt from every reading. Which part of the track the device
 // mixed at which of its moments belongs to the source: it is exact from the first reading taken
 // after the source was mixed, and is learnt anew after every jump (start, seek, resume).
+//
+// Depends on: nothing but the C++ standard library. Owns: the readings it has learnt from.
 #pragma once
 
 // One look at the output, taken at one moment

@@ -1,7 +1,9 @@
 // Demo: the director. Owns the scenes, runs the schedule on the music clock and drives each
-// frame; steered by the keyboard and window events, and in debug mode by saves under data/.
+// frame; steered by the keyboard and window events, and in debug mode by saves under data/
+// and by rebuilt scenes.
 //
-// Depends on: every manager and the music through the timer; the watcher's signals. Owns: the scenes.
+// Depends on: every manager and the music through the timer; the watcher's signals and the
+// live code's rebuilt modules. Owns: the scenes.
 #pragma once
 
 #include <map>

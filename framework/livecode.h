@@ -1,9 +1,11 @@
 // Livecode: live scene code during a rehearsal. A save of a scene's source rebuilds the scenes
 // as a shared module with the project's own build, in a child process, while the show plays
 // on; a good build is loaded and handed to the director, which swaps its scenes in by name.
-// Owns the build's child process, the loaded modules, and the list of values the scenes carry
-// from one frame to the next, which a swap hands from the old scenes to the new ones.
-// Depends on: POSIX (fork, exec, waitpid), the dynamic loader (dlopen), CMake on the PATH.
+//
+// Depends on: POSIX (fork, exec, waitpid), the dynamic loader (dlopen), CMake on the PATH and
+// the build directory the program came from. Owns: the build's child process, the loaded
+// modules, and the list of values the scenes carry from one frame to the next, which a swap
+// hands from the old scenes to the new ones.
 #pragma once
 
 #include <cstddef>

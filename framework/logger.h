@@ -1,6 +1,13 @@
 // Logger: the single log writer. Every module writes one dated line per event through the
 // global `logger`; the file exists only in debug mode, otherwise writes are dropped silently.
 // Also home of `fatal`, the one way the program ends on an error.
+//
+// The log's words are part of the program's interface: tools and people read them, so each
+// line is written exactly as it was defined, misspellings included ("Toogling", "Chaning",
+// "Allready", "Attatching"). Correcting one breaks whoever reads it.
+//
+// Depends on: the C++ streams, the C library's time functions, Config (the file name and the
+// debug flag). Owns: the log file.
 #pragma once
 
 #include <fstream>  // Required for: std::ofstream

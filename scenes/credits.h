@@ -1,4 +1,6 @@
 // Credits: one picture two screens tall scrolled up the screen on the music clock.
+//
+// Depends on: OpenGL 1.x, Camera, Math, Music, Texturemanager. Owns: nothing that outlives a frame.
 #pragma once
 
 #include "framework/scene.h"

@@ -1,6 +1,9 @@
 // Solardistrict: the one 3D scene. A small lit district (ground, garden, eight box buildings,
 // two of them breathing, a spinning sun and four orbiting spheres) under a swaying camera
 // that jumps between four presets at fixed music times.
+//
+// Depends on: OpenGL 1.x and GLU, Camera, Texturemanager, Timer (both clocks). Owns: its light, and the
+// orbit and camera preset (kept across swaps).
 #pragma once
 
 #include "framework/light.h"
