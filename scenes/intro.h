@@ -1,8 +1,8 @@
 // Intro: the opening. A layered picture on which an arm slides in, shakes and slides out,
 // cut by three full-screen title cards; everything on music-clock thresholds.
 //
-// Depends on: OpenGL 1.x, Camera, Effects, Music, Primitives, Texturemanager. Owns: the arm's shake offset
-// (file-level, kept across swaps).
+// Depends on: OpenGL 1.x, Camera, Effects, Music, Primitives, Texturemanager. Owns: the arm's
+// shake offset (file-level, kept across swaps).
 #pragma once
 
 #include "framework/scene.h"

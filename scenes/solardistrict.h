@@ -2,8 +2,8 @@
 // two of them breathing, a spinning sun and four orbiting spheres) under a swaying camera
 // that jumps between four presets at fixed music times.
 //
-// Depends on: OpenGL 1.x and GLU, Camera, Texturemanager, Timer (both clocks). Owns: its light, and the
-// orbit and camera preset (kept across swaps).
+// Depends on: OpenGL 1.x and GLU, Camera, Texturemanager, Timer (both clocks). Owns: its light,
+// and the orbit and camera preset (kept across swaps).
 #pragma once
 
 #include "framework/light.h"
