@@ -28,24 +28,18 @@
 #include <unistd.h>
 #include <vector>
 
-#include "bench/clocks.h"
 #include "tests/support/fixture.h"
+#include "tests/support/measure.h"
 #include "tests/support/program.h"
 
 namespace fs = std::filesystem;
+using measure::median;
+using measure::steadyMs;
 using program::occurrences;
 
 namespace {
 
 const char* const reloaded = "Demo: Reload done.";
-
-double nowMs() { return bench::wallSeconds() * 1000; }
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 // Milliseconds of processor time of the main thread: after the name in parentheses come the
 // state and ten more fields, then the user and system times.
@@ -75,8 +69,8 @@ double residentMb(const std::string& pid)
 // Waits up to `seconds` for the log to hold more of `line` than `seen`: the ms it took, or -1.
 double untilLogged(program::Program& demo, const std::string& line, int seen, double seconds)
 {
-    double start = nowMs();
-    return program::waitFor(seconds, [&] { return occurrences(demo.log(), line) > seen; }) ? nowMs() - start : -1;
+    double start = steadyMs();
+    return program::waitFor(seconds, [&] { return occurrences(demo.log(), line) > seen; }) ? steadyMs() - start : -1;
 }
 
 std::string stoppedAfter(double ms) { return ms < 0 ? "not stopped within 20 s" : std::to_string(int(ms)) + " ms"; }
@@ -92,15 +86,15 @@ Timed timeSave(program::Program& demo, const std::string& pid, const std::functi
 {
     demo.key("Down");  // back to the start of the track, which would end before the saves do
     int before = occurrences(demo.log(), done);
-    double idleFrom = nowMs(), idleCpu = processorMs(pid);
+    double idleFrom = steadyMs(), idleCpu = processorMs(pid);
     std::this_thread::sleep_for(std::chrono::milliseconds(500));  // the previous frames settle
-    double start = nowMs(), startCpu = processorMs(pid), idleRate = (startCpu - idleCpu) / (start - idleFrom);
+    double start = steadyMs(), startCpu = processorMs(pid), idleRate = (startCpu - idleCpu) / (start - idleFrom);
     save();
     Timed timed = {-1, -1};
-    while ((timed.shown < 0 || timed.processor < 0) && nowMs() - start < 60000) {
+    while ((timed.shown < 0 || timed.processor < 0) && steadyMs() - start < 60000) {
         if (timed.processor < 0 && occurrences(demo.log(), done) > before)
-            timed.processor = processorMs(pid) - startCpu - idleRate * (nowMs() - start);
-        if (timed.shown < 0 && wanted(demo.centre())) timed.shown = nowMs() - start;
+            timed.processor = processorMs(pid) - startCpu - idleRate * (steadyMs() - start);
+        if (timed.shown < 0 && wanted(demo.centre())) timed.shown = steadyMs() - start;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return timed;
@@ -148,15 +142,15 @@ void sceneToScreen(program::Program& demo, const std::string& pid, const std::st
         text.replace(text.find(toGreen ? white : green), (toGreen ? white : green).size(), toGreen ? green : white);
         const std::string rebuilding = "credits.cpp changed, rebuilding";
         int before = occurrences(demo.log(), rebuilding);
-        double start = nowMs(), heard = -1;
+        double start = steadyMs(), heard = -1;
         Timed timed = timeSave(
             demo, pid,
             [&] {
-                start = nowMs();
+                start = steadyMs();
                 fixture::writeFile(sources + "/credits.cpp", text);
             },
             [&](fixture::Rgba at) {
-                if (heard < 0 && occurrences(demo.log(), rebuilding) > before) heard = nowMs() - start;
+                if (heard < 0 && occurrences(demo.log(), rebuilding) > before) heard = steadyMs() - start;
                 return toGreen ? shows(at, 1) : at.r > 100 && at.r == at.g && at.g == at.b;
             },
             "Demo: Swapped in the rebuilt scenes");
@@ -170,7 +164,8 @@ void sceneToScreen(program::Program& demo, const std::string& pid, const std::st
                i + 1, shown.back(), heard, built.back(), swapped.back(), handed.back());
     }
     printf("scene code to screen, median of %d saves: %.0f ms (quiet period %.0f, build %.0f, swap %.2f ms, of which "
-           "the values %.3f ms)\n", saves, median(shown), median(noticed), median(built), median(swapped), median(handed));
+           "the values %.3f ms)\n",
+           saves, median(shown), median(noticed), median(built), median(swapped), median(handed));
 }
 
 void memoryOverRenames(const fixture::Directory& directory, program::Program& demo, const std::string& pid)
@@ -198,11 +193,11 @@ void runaway(const fixture::Directory& directory, program::Program& demo)
 
     program::Program started(directory);
     started.binary = demo.binary;
-    double start = nowMs();
+    double start = steadyMs();
     started.start();
     program::Result result = started.wait(20);
     printf("a schedule that never ends, at start-up: ended with status %d %s after the start\n", result.status,
-           stoppedAfter(result.signal ? -1 : nowMs() - start).c_str());
+           stoppedAfter(result.signal ? -1 : steadyMs() - start).c_str());
 }
 
 }  // namespace
@@ -214,9 +209,7 @@ int main(int argc, char** argv)
         return 1;
     }
     fixture::Directory directory;
-    directory.remove("data");
-    fs::copy(argv[1], directory.file("data"), fs::copy_options::recursive);
-    directory.write("data/config.lua", directory.read("data/config.lua") + "\nDEBUG = true\nAUDIO = \"nosound\"\n");
+    directory.copyData(argv[1], "DEBUG = true\nAUDIO = \"nosound\"\n");
     directory.schedule("addSceneToTimeline(\"credits\", 0, 1000000)\n");
     // What the scene saves bind in turn, the credits made white
     fixture::writeSolidPng(directory.file("data/textures/greenery.png"), 64, 64, {40, 230, 40, 255});

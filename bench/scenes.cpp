@@ -15,7 +15,6 @@
 #include <cstdlib>
 #include <string>
 
-#include "bench/clocks.h"
 #include "framework/audio.h"
 #include "framework/config.h"
 #include "framework/demo.h"
@@ -25,12 +24,13 @@
 #include "framework/timeline.h"
 #include "framework/window.h"
 #include "scenes/show.h"
+#include "tests/support/measure.h"
 
 namespace {
 
 // Frames drawn from `ms` on for `seconds`; `wait` chooses the program's frame (with its 10 ms
 // wait) or a bare swap. Prints one line.
-void measure(const char* scene, int ms, double seconds, bool wait)
+void timeFrames(const char* scene, int ms, double seconds, bool wait)
 {
     music.setPosition(ms);
     for (int i = 0; i < 10; i++) {  // settles the first uploads and the stream
@@ -38,8 +38,8 @@ void measure(const char* scene, int ms, double seconds, bool wait)
         demo.draw();
     }
     int frames = 0;
-    double wallStart = bench::wallSeconds(), processorStart = bench::processorSeconds();
-    while (bench::wallSeconds() - wallStart < seconds) {
+    double wallStart = measure::steadyMs() / 1000, processorStart = measure::processorSeconds();
+    while (measure::steadyMs() / 1000 - wallStart < seconds) {
         if (wait)
             window.update();
         else
@@ -49,7 +49,7 @@ void measure(const char* scene, int ms, double seconds, bool wait)
         demo.draw();
         frames++;
     }
-    double wall = bench::wallSeconds() - wallStart, processor = bench::processorSeconds() - processorStart;
+    double wall = measure::steadyMs() / 1000 - wallStart, processor = measure::processorSeconds() - processorStart;
     printf("%-14s %4dx%-4d %-9s %7.1f fps %7.2f ms CPU/frame %7.2f ms wall/frame\n", scene, Config::width,
            Config::height, wait ? "program" : "no-wait", frames / wall, 1000 * processor / frames, 1000 * wall / frames);
 }
@@ -70,7 +70,7 @@ int main(int argc, char** argv)
 
     int ms = atoi(argv[2]);
     double seconds = atof(argv[3]);
-    measure(name.c_str(), ms, seconds, true);
-    measure(name.c_str(), ms, seconds, false);
+    timeFrames(name.c_str(), ms, seconds, true);
+    timeFrames(name.c_str(), ms, seconds, false);
     return 0;
 }

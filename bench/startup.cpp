@@ -19,39 +19,21 @@
 #include <vector>
 
 #include "tests/support/fixture.h"
+#include "tests/support/measure.h"
 #include "tests/support/program.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-double nowMs()
-{
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-// A copy of the data with these lines appended to its settings (later assignments win)
-void copyData(const std::string& data, const fixture::Directory& directory, const std::string& settings)
-{
-    directory.remove("data");
-    fs::copy(data, directory.file("data"), fs::copy_options::recursive);
-    directory.write("data/config.lua", directory.read("data/config.lua") + "\n" + settings);
-}
-
 // Milliseconds from starting the program until `done` holds, polled every millisecond
 template <typename Done>
 double timeUntil(program::Program& program, Done done)
 {
-    double start = nowMs();
+    double start = measure::steadyMs();
     program.start();
-    while (!done() && nowMs() - start < 60000) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return nowMs() - start;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+    while (!done() && measure::steadyMs() - start < 60000) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return measure::steadyMs() - start;
 }
 
 }  // namespace
@@ -68,7 +50,7 @@ int main(int argc, char** argv)
     try {
         for (int run = 0; run < runs; run++) {
             fixture::Directory debug;
-            copyData(data, debug, "DEBUG = true\nAUDIO = \"nosound\"\n");
+            debug.copyData(data, "DEBUG = true\nAUDIO = \"nosound\"\n");
             program::Program looping(debug);
             toLoop.push_back(timeUntil(looping, [&] {
                 return debug.read("demo.log").find("Demo: Starting now!") != std::string::npos;
@@ -77,7 +59,7 @@ int main(int argc, char** argv)
             looping.wait();
 
             fixture::Directory quiet;
-            copyData(data, quiet, "DEBUG = false\nAUDIO = \"nosound\"\n");
+            quiet.copyData(data, "DEBUG = false\nAUDIO = \"nosound\"\n");
             program::Program helped(quiet, {"-h"});
             help.push_back(timeUntil(helped, [&] { return !helped.running(); }));
         }
@@ -86,6 +68,6 @@ int main(int argc, char** argv)
         return 1;
     }
     printf("start-up, median of %d runs: %.0f ms to the main loop (debug on), %.0f ms for demo -h (debug off)\n",
-           runs, median(toLoop), median(help));
+           runs, measure::median(toLoop), measure::median(help));
     return 0;
 }

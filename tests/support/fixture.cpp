@@ -225,4 +225,11 @@ void Directory::config(const std::map<std::string, std::string>& changes) const
 
 void Directory::schedule(const std::string& lua) const { write("data/demo.lua", lua); }
 
+void Directory::copyData(const std::string& data, const std::string& settings) const
+{
+    remove("data");
+    fs::copy(data, file("data"), fs::copy_options::recursive);
+    write("data/config.lua", read("data/config.lua") + "\n" + settings);
+}
+
 }  // namespace fixture

@@ -64,6 +64,9 @@ public:
     void config(const std::map<std::string, std::string>& changes) const;
     // data/demo.lua with this text
     void schedule(const std::string& lua) const;
+    // data/ replaced by a copy of the directory `data`, these lines added to its settings (later
+    // assignments win: "DEBUG = true\n")
+    void copyData(const std::string& data, const std::string& settings) const;
 
 private:
     std::string root;

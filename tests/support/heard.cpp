@@ -1,6 +1,7 @@
 // Heard: the private PulseAudio server, parec's recording placed on the steady clock, the noise
 // track found again in it by correlation (FFTW), and the player's log read back.
 #include "tests/support/heard.h"
+#include "tests/support/measure.h"
 
 #include <fcntl.h>     // Required for: open()
 #include <fftw3.h>     // Required for: fftwf_plan_dft_r2c_1d(), fftwf_plan_dft_c2r_1d()
@@ -31,11 +32,6 @@ const int CHUNK = 256;
 // Normalised correlation of a match. Nothing in the path resamples the track, so a true match
 // is all but 1; a chunk that straddles a jump by more than a few samples falls below.
 const double MATCH = 0.95;
-
-double steadyMs()
-{
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 // Starts `words` in `directory` with `environment` added, standard output to `out` (or
 // nowhere), standard error to the file `errors`. Ahead of the machine's other work where it may
@@ -217,7 +213,7 @@ void Recording::read()
             continue;
         }
         ssize_t got = ::read(pipe, buffer.data(), buffer.size());
-        double stamp = steadyMs();
+        double stamp = measure::steadyMs();
         if (got <= 0) break;
         bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + got);
         double frames = static_cast<double>(bytes.size() / 8);

@@ -27,12 +27,12 @@
 
 #include "framework/audio.h"
 #include "framework/music.h"
+#include "tests/support/measure.h"
 
 namespace {
 
 using Steady = std::chrono::steady_clock;
 
-double steadyMs() { return std::chrono::duration<double, std::milli>(Steady::now().time_since_epoch()).count(); }
 
 class Player {
 public:
@@ -59,18 +59,18 @@ private:
     double next = 0;
     unsigned int random = 1;
 
-    void event(const char* kind) { std::fprintf(log, "event %s %.3f\n", kind, steadyMs()); }
+    void event(const char* kind) { std::fprintf(log, "event %s %.3f\n", kind, measure::steadyMs()); }
 
     void frames(int ms)
     {
-        if (next < steadyMs() - period) next = steadyMs();
+        if (next < measure::steadyMs() - period) next = measure::steadyMs();
         for (double end = next + ms; next < end; next += period) {
             std::this_thread::sleep_until(Steady::time_point(std::chrono::microseconds(static_cast<long long>(next * 1000))));
             busy();
             audio.update();
-            double before = steadyMs();
+            double before = measure::steadyMs();
             int position = music.getPosition();
-            double after = steadyMs();
+            double after = measure::steadyMs();
             std::fprintf(log, "frame %.3f %.3f %d\n", before, after, position);
         }
     }
@@ -79,15 +79,15 @@ private:
     void busy()
     {
         random = random * 1103515245u + 12345u;
-        double until = steadyMs() + (busyMs > 0 ? (random >> 16) % (busyMs + 1) : 0);
-        while (steadyMs() < until) {}
+        double until = measure::steadyMs() + (busyMs > 0 ? (random >> 16) % (busyMs + 1) : 0);
+        while (measure::steadyMs() < until) {}
     }
 
     // Until two readings of one device moment give two latencies
     void settle()
     {
         ALCint64SOFT last[2] = {-1, -1}, now[2];
-        for (double end = steadyMs() + 10000; steadyMs() < end; last[0] = now[0], last[1] = now[1]) {
+        for (double end = measure::steadyMs() + 10000; measure::steadyMs() < end; last[0] = now[0], last[1] = now[1]) {
             alcGetInteger64vSOFT(audio.system, ALC_DEVICE_CLOCK_LATENCY_SOFT, 2, now);
             if (now[0] == last[0] && now[1] != last[1]) return;
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
