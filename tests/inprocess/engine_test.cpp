@@ -166,12 +166,12 @@ TEST(CommandLine, SizesAreTakenAsTheirLeadingDigitsAndSwitchesTurnOn)
 
 struct Decoding {
     const char* name;
-    fixture::PngSpec png;
+    fixture::PngPicture png;
     int components;
     std::vector<int> top, bottom;  // the samples of the top and bottom row of a 2 x 2 picture
 };
 
-fixture::PngSpec png(int type, int depth, std::vector<std::vector<uint8_t>> rows, std::vector<uint8_t> palette = {},
+fixture::PngPicture png(int type, int depth, std::vector<std::vector<uint8_t>> rows, std::vector<uint8_t> palette = {},
                      std::vector<uint8_t> trns = {}, bool interlaced = false)
 {
     return {2, 2, type, depth, interlaced, palette, trns, rows};

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace fixture {
 
-void writePng(const std::string& path, const PngSpec& picture)
+void writePng(const std::string& path, const PngPicture& picture)
 {
     fs::create_directories(fs::path(path).parent_path());
     FILE* file = fopen(path.c_str(), "wb");
@@ -63,7 +63,7 @@ void writePng(const std::string& path, const PngSpec& picture)
 
 void writeRgbaPng(const std::string& path, int width, int height, const std::function<Rgba(int, int)>& colour)
 {
-    PngSpec picture;
+    PngPicture picture;
     picture.width = width;
     picture.height = height;
     for (int y = 0; y < height; y++) {

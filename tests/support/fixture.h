@@ -20,14 +20,14 @@ void writeSolidPng(const std::string& path, int width, int height, Rgba colour);
 
 // Writes a PNG of any colour type and bit depth from packed rows (top row first), with an
 // optional palette (RGB triples), tRNS chunk and Adam7 interlacing
-struct PngSpec {
+struct PngPicture {
     int width = 1, height = 1, colorType = 6, bitDepth = 8;
     bool interlaced = false;
     std::vector<uint8_t> palette;  // RGB triples for colour type 3
     std::vector<uint8_t> trns;     // tRNS bytes as the PNG format stores them
     std::vector<std::vector<uint8_t>> rows;
 };
-void writePng(const std::string& path, const PngSpec& picture);
+void writePng(const std::string& path, const PngPicture& picture);
 
 // The tone of the tracks the tests write, at this amplitude: a sine on a bin centre of every
 // spectrum of 256 values or more that the music gives of a track at 22050 Hz (bin 20 of 1024)
