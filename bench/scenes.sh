@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Whole-program figures on the real data, not the test fixture: each scene's frame rate and
 # processor time per frame at 800 x 600 and 1920 x 1080 (debug off, the picture filling the
-# window, no vertical sync), the demo's start-up time, the time from saving a picture to seeing
-# it, and screenshots of the demo at chosen moments with their contact sheet (written to
-# <build>/bench/screenshots/, screenshots.png there).
+# window, no vertical sync), the demo's start-up time, the time from saving a picture or a
+# scene's source to seeing it, and the demo at chosen moments on a contact sheet made from the
+# capture program's frames (<build>/bench/screenshots/screenshots.png).
 # Needs a display: `make bench` provides one.   Usage: bench/scenes.sh [build directory]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -32,5 +32,5 @@ echo "== reload on save"
 "$build/bench/reloadtime" "$root/data" 10
 
 echo "== screenshots"
-"$build/bench/shots" "$root/data" "$build/bench/screenshots"
+bash "$root/bench/shots.sh" "$build"
 echo "contact sheet: $build/bench/screenshots/screenshots.png"
