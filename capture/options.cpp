@@ -8,6 +8,12 @@
 #include <climits>  // Required for: INT_MAX
 #include <cstdlib>  // Required for: strtol()
 
+extern "C" {
+#include <libavformat/avformat.h>  // Required for: av_get_frame_filename()
+}
+
+#include <algorithm>  // Required for: std::transform()
+
 #include "capture/failure.h"
 
 // Music positions are whole milliseconds: past 1000 frames a second, frames would repeat.
@@ -36,6 +42,29 @@ static void readSize(const char* text, Options& options)
     options.height = number("--size", size.substr(x + 1).c_str());
 }
 
+static Quality readQuality(const std::string& text)
+{
+    if (text == "fast") return Quality::Fast;
+    if (text == "good") return Quality::Good;
+    if (text == "best") return Quality::Best;
+    fail("--quality " + text + " is not fast, good or best");
+}
+
+// The format the output's extension names, in any case
+static Format formatOf(const std::string& output)
+{
+    size_t dot = output.rfind('.'), slash = output.rfind('/');
+    std::string extension = dot == std::string::npos || (slash != std::string::npos && dot < slash) ? "" : output.substr(dot);
+    std::transform(extension.begin(), extension.end(), extension.begin(), ::tolower);
+    if (extension == ".mp4") return Format::Mp4;
+    if (extension == ".mkv") return Format::Mkv;
+    char name[4096];
+    if (extension == ".png" && av_get_frame_filename(name, sizeof(name), output.c_str(), 0) < 0)
+        fail(output + " names a single picture: give a numbered name such as frames/%05d.png");
+    if (extension == ".png") return Format::Png;
+    fail("cannot tell the format of " + output + ": give a .mp4, a .mkv or a numbered .png name such as frames/%05d.png");
+}
+
 // Given or configured, the size has to suit the encoder
 static void checkSize(const Options& options)
 {
@@ -59,8 +88,9 @@ static void checkRange(const Options& options, int trackLength)
 
 Options readOptions(int argc, char** argv, int configuredWidth, int configuredHeight, int trackLength)
 {
-    Options options{"demo.mp4", 60, configuredWidth, configuredHeight, 0, trackLength - 99};
+    Options options{"demo.mp4", Format::Mp4, Quality::Good, 60, configuredWidth, configuredHeight, 0, trackLength - 99};
     static const option longOptions[] = {{"output", required_argument, nullptr, 'o'},
+                                         {"quality", required_argument, nullptr, 'q'},
                                          {"fps", required_argument, nullptr, 'r'},
                                          {"size", required_argument, nullptr, 's'},
                                          {"from", required_argument, nullptr, 'f'},
@@ -71,6 +101,7 @@ Options readOptions(int argc, char** argv, int configuredWidth, int configuredHe
     while ((code = getopt_long(argc, argv, ":", longOptions, nullptr)) != -1) {
         switch (code) {
         case 'o': options.output = optarg; break;
+        case 'q': options.quality = readQuality(optarg); break;
         case 'r': options.fps = number("--fps", optarg); break;
         case 's': readSize(optarg, options); break;
         case 'f': options.from = number("--from", optarg); break;
@@ -84,6 +115,7 @@ Options readOptions(int argc, char** argv, int configuredWidth, int configuredHe
         fail("--fps " + std::to_string(options.fps) + " cannot be encoded: give 1 to " + std::to_string(MAX_FPS));
     checkSize(options);
     if (options.output.empty()) fail("--output needs a file name");
+    options.format = formatOf(options.output);
     checkRange(options, trackLength);
     return options;
 }

@@ -40,8 +40,13 @@ void Logger::setEnabled(bool value) { enabled = value; }
 
 bool Logger::getEnabled() { return enabled; }
 
+static void (*fatalCleanup)() = nullptr;
+
+void onFatal(void (*cleanup)()) { fatalCleanup = cleanup; }
+
 void fatal(const std::string& message, int status)
 {
+    if (fatalCleanup) fatalCleanup();
     std::cout.flush();
     std::cerr << message << std::endl;
     std::fflush(nullptr);
