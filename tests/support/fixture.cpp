@@ -82,22 +82,26 @@ void writeSolidPng(const std::string& path, int width, int height, Rgba colour)
     writeRgbaPng(path, width, height, [colour](int, int) { return colour; });
 }
 
-void writeTrack(const std::string& path, double seconds, int rate, int channels, int format)
+void writeTrack(const std::string& path, double seconds, int rate, int channels, int format,
+                std::function<float(long)> sample)
 {
+    if (!sample)
+        sample = [rate](long i) {
+            const double pi = 3.14159265358979323846, t = static_cast<double>(i) / rate;
+            return static_cast<float>(0.2 * sin(2 * pi * 220 * t) + 0.1 * sin(2 * pi * 330 * t));
+        };
     SF_INFO info = {};
     info.samplerate = rate;
     info.channels = channels;
     info.format = format;
     SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
     if (!file) throw std::runtime_error("cannot write " + path + ": " + sf_strerror(nullptr));
-    const double pi = 3.14159265358979323846;
     long frames = static_cast<long>(seconds * rate);
     std::vector<float> block(4096 * channels);
     for (long done = 0; done < frames;) {
         long count = std::min<long>(4096, frames - done);
         for (long i = 0; i < count; i++) {
-            double t = static_cast<double>(done + i) / rate;
-            float value = static_cast<float>(0.2 * sin(2 * pi * 220 * t) + 0.1 * sin(2 * pi * 330 * t));
+            float value = sample(done + i);
             for (int c = 0; c < channels; c++) block[i * channels + c] = value;
         }
         sf_writef_float(file, block.data(), count);

@@ -29,8 +29,10 @@ struct PngSpec {
 };
 void writePng(const std::string& path, const PngSpec& picture);
 
-// Writes a sine chord of `seconds` with libsndfile; `format` is a full SF_FORMAT_* value
-void writeTrack(const std::string& path, double seconds, int rate, int channels, int format);
+// Writes `seconds` of sound with libsndfile, `sample(i)` the value of sample frame i on every
+// channel, by default a sine chord; `format` is a full SF_FORMAT_* value
+void writeTrack(const std::string& path, double seconds, int rate, int channels, int format,
+                std::function<float(long)> sample = nullptr);
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text);
