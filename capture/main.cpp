@@ -27,6 +27,8 @@ int main(int argc, char** argv)
     Options options = readOptions(argc, argv, static_cast<int>(script.getInt("WIDTH")),
                                   static_cast<int>(script.getInt("HEIGHT")), music.getLength());
     for (int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, interrupt);
+    // A reader of the progress that went away is no reason to lose the capture.
+    std::signal(SIGPIPE, SIG_IGN);
     long long total = options.frames();
     Output output(options.output, options.format, total);
 

@@ -236,8 +236,9 @@ TEST(Capture, VideoKeepsPictureAndSoundInSyncToTheEndOfALongRange)
 TEST(Capture, KeyframesAtEveryChangeOfTheScheduleAndEveryTwoSeconds)
 {
     Directory directory;
-    // The intro gives way to the rider at 44000 ms: frame 39 from 42700 ms at 30 fps.
-    ASSERT_EQ(capture(directory, "--from 42700 --to 48000 --fps 30 --size 64x36 --output v.mp4"), 0);
+    // The intro gives way to the rider at 44000 ms: frame 39 from 42700 ms at 30 fps. The
+    // fastest quality looks for no cuts of its own.
+    ASSERT_EQ(capture(directory, "--from 42700 --to 48000 --fps 30 --size 64x36 --quality fast --output v.mp4"), 0);
     std::vector<int> keys;
     int count = 0;
     std::string probe = "ffprobe -v error -select_streams v -show_entries frame=key_frame -of compact ";
