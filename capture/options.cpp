@@ -4,15 +4,15 @@
 
 #include <getopt.h>  // Required for: getopt_long()
 
-#include <cerrno>   // Required for: errno
-#include <climits>  // Required for: INT_MAX
-#include <cstdlib>  // Required for: strtol()
+#include <algorithm>   // Required for: std::transform()
+#include <cerrno>      // Required for: errno
+#include <climits>     // Required for: INT_MAX, PATH_MAX
+#include <cstdlib>     // Required for: strtol()
+#include <filesystem>  // Required for: std::filesystem::path
 
 extern "C" {
 #include <libavformat/avformat.h>  // Required for: av_get_frame_filename()
 }
-
-#include <algorithm>  // Required for: std::transform()
 
 #include "capture/failure.h"
 
@@ -53,16 +53,17 @@ static Quality readQuality(const std::string& text)
 // The format the output's extension names, in any case
 static Format formatOf(const std::string& output)
 {
-    size_t dot = output.rfind('.'), slash = output.rfind('/');
-    std::string extension = dot == std::string::npos || (slash != std::string::npos && dot < slash) ? "" : output.substr(dot);
+    std::string extension = std::filesystem::path(output).extension();
     std::transform(extension.begin(), extension.end(), extension.begin(), ::tolower);
     if (extension == ".mp4") return Format::Mp4;
     if (extension == ".mkv") return Format::Mkv;
-    char name[4096];
-    if (extension == ".png" && av_get_frame_filename(name, sizeof(name), output.c_str(), 0) < 0)
+    if (extension != ".png")
+        fail("cannot tell the format of " + output +
+             ": give a .mp4, a .mkv or a numbered .png name such as frames/%05d.png");
+    char name[PATH_MAX];
+    if (av_get_frame_filename(name, sizeof(name), output.c_str(), 0) < 0)
         fail(output + " names a single picture: give a numbered name such as frames/%05d.png");
-    if (extension == ".png") return Format::Png;
-    fail("cannot tell the format of " + output + ": give a .mp4, a .mkv or a numbered .png name such as frames/%05d.png");
+    return Format::Png;
 }
 
 // Given or configured, the size has to suit the encoder

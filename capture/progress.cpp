@@ -12,7 +12,8 @@ static const double TERMINAL_EVERY = 0.25, PLAIN_EVERY = 5.0;
 static double seconds(std::chrono::steady_clock::duration span) { return std::chrono::duration<double>(span).count(); }
 
 Progress::Progress(long long total)
-    : total(total), done(0), bytes(0), terminal(isatty(STDERR_FILENO)), start(std::chrono::steady_clock::now()), shown(start)
+    : total(total), done(0), bytes(0), terminal(isatty(STDERR_FILENO)), start(std::chrono::steady_clock::now()),
+      shown(start)
 {
 }
 

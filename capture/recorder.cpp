@@ -7,8 +7,8 @@
 #include "capture/soundtrack.h"
 
 Recorder::Recorder(Frames& frames, Encoder& encoder, Soundtrack& soundtrack)
-    : frames(frames), encoder(encoder), soundtrack(soundtrack), pending(nullptr), cut(false), soundUntil(0), busy(false),
-      quitting(false)
+    : frames(frames), encoder(encoder), soundtrack(soundtrack), pending(nullptr), cut(false), soundUntil(0),
+      busy(false), quitting(false)
 {
     worker = std::thread(&Recorder::work, this);
 }

@@ -95,7 +95,8 @@ static std::vector<int16_t> track(const Directory& directory, int from, int to)
 
 // Where half a second of `heard` from sample `at` on lines up best with `expected`, searched
 // 50 ms either way: the lag in samples (positive when heard late) and the correlation there
-static std::pair<int, double> alignment(const std::vector<int16_t>& heard, const std::vector<int16_t>& expected, long at)
+static std::pair<int, double> alignment(const std::vector<int16_t>& heard, const std::vector<int16_t>& expected,
+                                        long at)
 {
     std::pair<int, double> best{0, -1.0};
     for (int lag = -RATE / 20; lag <= RATE / 20; lag++) {
@@ -181,8 +182,8 @@ TEST(Capture, EachFormatHoldsItsStreamsWithTheFramesAndDurationAsked)
     EXPECT_EQ(directory.written("frames"), sequence);
     EXPECT_EQ(output(probe + "stream=codec_name,width,height,pix_fmt " + directory.file("frames/00029.png")),
               "png,160,96,rgb24\n");
-    EXPECT_EQ(output(probe + "stream=codec_name,sample_rate,channels,duration " + directory.file("frames/soundtrack.wav")),
-              "pcm_s24le,22050,1,1.000000\n");
+    std::string wav = directory.file("frames/soundtrack.wav");
+    EXPECT_EQ(output(probe + "stream=codec_name,sample_rate,channels,duration " + wav), "pcm_s24le,22050,1,1.000000\n");
 }
 
 TEST(Capture, LosslessFormatsHoldExactlyWhatWasDrawnAndTheTracksSamples)
@@ -269,7 +270,8 @@ TEST(Capture, BadInputNamesTheValueEndsWithStatusOneAndLeavesEverythingAsItWas)
         {"--output missing/v.mp4", "cannot write missing/v.mp4: No such file or directory"},
         {"--output folder.mp4", "cannot write folder.mp4: a directory"},
         {"--output pipe.mp4", "cannot write pipe.mp4: not a regular file"},
-        {"--output v.avi", "cannot tell the format of v.avi: give a .mp4, a .mkv or a numbered .png name such as frames/%05d.png"},
+        {"--output v.avi",
+         "cannot tell the format of v.avi: give a .mp4, a .mkv or a numbered .png name such as frames/%05d.png"},
         {"--output v.png", "v.png names a single picture: give a numbered name such as frames/%05d.png"},
         {"--quality superb", "--quality superb is not fast, good or best"},
         {"--size 161x96", "size 161x96 cannot be encoded: width and height must be even, 16 to 8192"},
@@ -323,7 +325,8 @@ TEST(Capture, InterruptedOrCrashedCaptureLeavesNoFile)
     Directory directory;
     for (const auto& [signal, status] : signals) {
         std::string err, wait = " & for i in $(seq 600); do ls demo.mp4.part* >/dev/null 2>&1 && break; sleep .1; done";
-        EXPECT_EQ(capture(directory, "--size 640x360" + wait + "; sleep 1; kill -" + signal + " $!; wait $!", &err), status);
+        std::string kill = "; sleep 1; kill -" + signal + " $!; wait $!";
+        EXPECT_EQ(capture(directory, "--size 640x360" + wait + kill, &err), status);
         EXPECT_EQ(directory.written(), std::set<std::string>{}) << signal;
         if (signal == "INT") {
             EXPECT_NE(err.find("capture: interrupted"), std::string::npos);
