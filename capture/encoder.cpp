@@ -146,7 +146,11 @@ static void tune(AVCodecContext* codec, const Options& options)
         codec->colorspace = AVCOL_SPC_RGB;
         codec->color_range = AVCOL_RANGE_JPEG;
         break;
-    case Format::Png: codec->thread_count = 0; break;
+    case Format::Png:
+        // zlib's level 3: 42 ms a 1080p picture and 17% over its default, which takes 100 ms
+        codec->compression_level = 3;
+        codec->thread_count = 0;
+        break;
     }
     codec->color_primaries = AVCOL_PRI_BT709;
     codec->color_trc = options.format == Format::Mp4 ? AVCOL_TRC_BT709 : AVCOL_TRC_IEC61966_2_1;
