@@ -3,7 +3,6 @@
 #include <GL/glew.h>
 #include <sndfile.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <cmath>
 #include <cstring>
@@ -53,14 +52,43 @@ struct Directory : fixture::Directory {
     }
 };
 
-// Runs the capture in `directory`: its exit status, and its standard error in `err`
+struct Outcome {
+    int status;  // the exit status, 128 + the signal's number for a signal
+    std::string err;
+};
+
+// Runs the capture once for each list of arguments (shell words), all at the same time, in
+// `directory`: each run's exit status and standard error
+static std::vector<Outcome> captures(const Directory& directory, const std::vector<std::string>& arguments)
+{
+    std::string script = "cd " + directory.path() + " && mkdir runs\n";
+    for (size_t i = 0; i < arguments.size(); i++) {
+        std::string run = "runs/" + std::to_string(i);
+        script += "{ { " + std::string(CAPTURE_BINARY) + " " + arguments[i] + "; } 2>" + run +
+                  ".err >/dev/null; echo $? >" + run + ".status; } &\n";
+    }
+    std::system((script + "wait").c_str());
+    std::vector<Outcome> runs;
+    for (size_t i = 0; i < arguments.size(); i++) {
+        std::string run = "runs/" + std::to_string(i);
+        runs.push_back({std::atoi(directory.read(run + ".status").c_str()), directory.read(run + ".err")});
+    }
+    std::filesystem::remove_all(directory.file("runs"));
+    return runs;
+}
+
+// The last line of a run's standard error, empty for none
+static std::string lastLine(const std::string& err)
+{
+    std::vector<std::string> lines = program::lines(err);
+    return lines.empty() ? "" : lines.back();
+}
+
 static int capture(const Directory& directory, const std::string& arguments, std::string* err = nullptr)
 {
-    int status = std::system(("cd " + directory.path() + " && { " + CAPTURE_BINARY + " " + arguments +
-                              "; } 2>err.txt >/dev/null").c_str());
-    if (err) *err = directory.read("err.txt");
-    directory.remove("err.txt");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    Outcome run = captures(directory, {arguments})[0];
+    if (err) *err = run.err;
+    return run.status;
 }
 
 // The pictures of a video or a numbered sequence as 8-bit RGB, each bottom row first as GL
@@ -160,8 +188,9 @@ TEST(Capture, EachFormatHoldsItsStreamsWithTheFramesAndDurationAsked)
 {
     Directory directory;
     std::filesystem::create_directory(directory.file("frames"));
-    for (std::string name : {"v.mp4", "v.mkv", "frames/%05d.png"})
-        ASSERT_EQ(capture(directory, "--from 2000 --to 3000 --fps 30 --size 160x96 --output " + name), 0) << name;
+    std::string range = "--from 2000 --to 3000 --fps 30 --size 160x96 --output ";
+    for (const Outcome& run : captures(directory, {range + "v.mp4", range + "v.mkv", range + "frames/%05d.png"}))
+        ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(directory.written(), (std::set<std::string>{"frames", "v.mkv", "v.mp4"}));
     std::string probe = "ffprobe -v error -of csv=p=0 -show_entries ";
 
@@ -193,8 +222,9 @@ TEST(Capture, LosslessFormatsHoldExactlyWhatWasDrawnAndTheTracksSamples)
     // clock; a second after the start, so the frames before it count too
     directory.schedule("addSceneToTimeline(\"solardistrict\", 0, 150000)\n");
     std::filesystem::create_directory(directory.file("frames"));
-    for (std::string name : {"v.mkv", "frames/%05d.png"})
-        ASSERT_EQ(capture(directory, "--from 1000 --to 1500 --fps 30 --size 96x54 --output " + name), 0) << name;
+    std::string range = "--from 1000 --to 1500 --fps 30 --size 96x54 --output ";
+    for (const Outcome& run : captures(directory, {range + "v.mkv", range + "frames/%05d.png"}))
+        ASSERT_EQ(run.status, 0) << run.err;
 
     std::string master = pictures(directory.file("v.mkv")), sequence = pictures(directory.file("frames/%05d.png"));
     Showing showing(directory, 96, 54);
@@ -288,12 +318,14 @@ TEST(Capture, BadInputNamesTheValueEndsWithStatusOneAndLeavesEverythingAsItWas)
     Directory directory;
     std::filesystem::create_directory(directory.file("folder.mp4"));
     ASSERT_EQ(mkfifo(directory.file("pipe.mp4").c_str(), 0644), 0);
-    for (const auto& [arguments, message] : rows) {
-        std::string err;
-        EXPECT_EQ(capture(directory, arguments, &err), 1) << arguments;
-        EXPECT_EQ(program::lines(err).back(), "capture: " + message) << arguments;
-        EXPECT_EQ(directory.written(), (std::set<std::string>{"folder.mp4", "pipe.mp4"})) << arguments;
+    std::vector<std::string> arguments;
+    for (const auto& row : rows) arguments.push_back(row.first);
+    std::vector<Outcome> runs = captures(directory, arguments);
+    for (size_t i = 0; i < runs.size(); i++) {
+        EXPECT_EQ(runs[i].status, 1) << arguments[i];
+        EXPECT_EQ(lastLine(runs[i].err), "capture: " + rows[i].second) << arguments[i];
     }
+    EXPECT_EQ(directory.written(), (std::set<std::string>{"folder.mp4", "pipe.mp4"}));
     struct stat pipe;
     EXPECT_TRUE(stat(directory.file("pipe.mp4").c_str(), &pipe) == 0 && S_ISFIFO(pipe.st_mode));
 }
@@ -304,7 +336,7 @@ TEST(Capture, EngineErrorsAtStartOrMidwayLeaveNoFile)
     directory.write("data/textures/notes.png", "not a picture");
     std::string err;
     EXPECT_EQ(capture(directory, "--to 1000 --output v.mp4", &err), 1);
-    EXPECT_EQ(program::lines(err).back(), "Image: Error! data/textures/notes.png is not a png file!");
+    EXPECT_EQ(lastLine(err), "Image: Error! data/textures/notes.png is not a png file!");
     EXPECT_EQ(directory.written(), std::set<std::string>{});
 
     // A truncated picture is skipped at start-up; the credits bind it half a second in.
@@ -313,7 +345,7 @@ TEST(Capture, EngineErrorsAtStartOrMidwayLeaveNoFile)
     directory.schedule("addSceneToTimeline(\"credits\", 500, 150000)\n");
     std::filesystem::create_directory(directory.file("frames"));
     EXPECT_EQ(capture(directory, "--to 2000 --fps 30 --size 64x36 --output frames/%05d.png", &err), 1);
-    EXPECT_EQ(program::lines(err).back(), "Texture manager: Trying to bind texture credits.png that does not exist!");
+    EXPECT_EQ(lastLine(err), "Texture manager: Trying to bind texture credits.png that does not exist!");
     EXPECT_EQ(directory.written(), std::set<std::string>{"frames"});
     EXPECT_EQ(directory.written("frames"), std::set<std::string>{});
 }
