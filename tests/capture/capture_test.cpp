@@ -61,7 +61,8 @@ struct Outcome {
 // `directory`: each run's exit status and standard error
 static std::vector<Outcome> captures(const Directory& directory, const std::vector<std::string>& arguments)
 {
-    std::string script = "cd " + directory.path() + " && mkdir runs\n";
+    // A crash leaves no core file among what the capture wrote.
+    std::string script = "cd " + directory.path() + " && mkdir runs && ulimit -c 0\n";
     for (size_t i = 0; i < arguments.size(); i++) {
         std::string run = "runs/" + std::to_string(i);
         script += "{ { " + std::string(CAPTURE_BINARY) + " " + arguments[i] + "; } 2>" + run +
