@@ -1,11 +1,8 @@
 #!/usr/bin/env bash
-# Capture figures on the real data: for one stretch of each scene, the capture's frame rate
-# against the bare drawing rate of the same frames and the cost of the unseen frames before a
-# late start (same run, bench/capturerate), at 1280 x 720 and 1920 x 1080, 30 fps, quality
-# good. With "whole", also the whole demo captured by build/capture: at 1280 x 720, 30 fps,
-# fast, and at 1920 x 1080, 60 fps, in each quality and as the lossless master: wall time,
-# processor time (every thread), peak memory and file size. The whole runs take long under a
-# software renderer; `make bench` leaves them out.
+# Capture figures on the real data: per scene, the capture's frame rate against bare drawing and
+# the cost of the unseen frames before a late start (bench/capturerate, 720p and 1080p, 30 fps).
+# With "whole" (long; `make bench` leaves it out), the whole demo at 720p30 fast and at 1080p60 in
+# each quality and lossless: wall and processor time (every thread), peak memory, file size.
 #   Usage: bench/capture.sh [build directory] [whole]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -31,7 +28,7 @@ for run in "1280x720 30 fast mp4" "1920x1080 60 fast mp4" "1920x1080 60 good mp4
            "1920x1080 60 good mkv"; do
   read -r size fps quality extension <<< "$run"
   output=$work/demo.$extension
-  echo "== whole demo at $size, $fps fps, $([ "$extension" = mkv ] && echo lossless || echo "$quality") ($(cut -d' ' -f1-3 /proc/loadavg))"
+  echo "== whole demo: $size, $fps fps, $quality, .$extension (load $(cut -d' ' -f1-3 /proc/loadavg))"
   /usr/bin/time -f "wall %e s, processor %U s user + %S s system, peak memory %M KiB" \
     "$build/capture" --size "$size" --fps "$fps" --quality "$quality" --output "$output" 2>&1 |
     grep -v -E 'frames \([0-9]{1,2}%\)|^Cam: ' || true
