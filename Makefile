@@ -23,9 +23,10 @@ run: build
 	@[ -n "$${DISPLAY:-}" ] || echo "run: no display, so the demo plays unseen in a virtual one; \`make video\` renders it to $(BUILD)/demo.mp4 to watch"
 	@bash scripts/with-display.sh $(BUILD)/demo $(ARGS)
 
-# The whole demo as a party asks for it, 1920 x 1080 at 60 fps; needs no display.
+# The whole demo as a party asks for it, 1920 x 1080 at 60 fps, H.264 at the quality that halves
+# the fastest one's size without a visible loss; needs no display.
 video: build
-	@$(BUILD)/capture --size 1920x1080 --fps 60 --output $(BUILD)/demo.mp4 $(ARGS)
+	@$(BUILD)/capture --size 1920x1080 --fps 60 --quality good --output $(BUILD)/demo.mp4 $(ARGS)
 
 test: build
 	@cd $(BUILD) && bash ../scripts/with-display.sh ctest --output-on-failure -j $(JOBS)

@@ -1,24 +1,28 @@
 // Capture benchmark: the capture's frame rate against the bare drawing rate of the same
-// frames, in one run, from the data/ of the working directory.
+// frames, in one run, from the data/ of the working directory; and what the unseen frames
+// before a late start cost.
 //
-//   capturerate <from ms> <to ms> <fps> <WIDTHxHEIGHT>
+//   capturerate [the capture's options]
 //
-// Both passes draw frames from..to at virtual time through the capture's own offscreen
-// renderer. The bare pass ends each frame with glFinish, so that the software renderer has
-// really drawn it; the capture pass reads each frame back and encodes it, sound included, into
-// a scratch file, as the capture program does. Prints one line per pass and the cost that
-// reading back and encoding add to drawing.
+// Both passes draw the frames of the range at virtual time through the capture's own
+// offscreen renderer. The bare pass ends each frame with glFinish, so that the software
+// renderer has really drawn it; the capture pass reads each frame back and encodes it, sound
+// included, into the output, as the capture program does. Prints one line per pass and the
+// cost that reading back and encoding add to drawing.
 #include <GL/glew.h>  // Required for: glFinish()
 
+#include <csignal>  // Required for: sig_atomic_t
 #include <cstdio>
-#include <cstdlib>
-#include <string>
 
 #include "bench/clocks.h"
 #include "capture/encoder.h"
 #include "capture/frames.h"
+#include "capture/options.h"
+#include "capture/output.h"
 #include "capture/recorder.h"
 #include "capture/soundtrack.h"
+#include "framework/music.h"
+#include "framework/script.h"
 
 namespace {
 
@@ -43,32 +47,28 @@ Pass measure(const char* name, long long count, const Frames& frames, Frame fram
 
 int main(int argc, char** argv)
 {
-    if (argc != 5) {
-        fprintf(stderr, "usage: capturerate <from ms> <to ms> <fps> <WIDTHxHEIGHT>\n");
-        return 1;
-    }
-    int from = atoi(argv[1]), to = atoi(argv[2]), fps = atoi(argv[3]);
-    int width = 0, height = 0;
-    if (sscanf(argv[4], "%dx%d", &width, &height) != 2 || from < 0 || to <= from || fps < 1) {
-        fprintf(stderr, "capturerate: bad arguments\n");
-        return 1;
-    }
-    long long count = (static_cast<long long>(to - from) * fps + 999) / 1000;
-    Frames frames(width, height, fps, from);
-    Soundtrack soundtrack(from, to);
-    char scratch[] = "/tmp/capturerate-XXXXXX";
-    int file = mkstemp(scratch);
-    if (file < 0) return 1;
-    Encoder encoder(scratch, width, height, fps, soundtrack.rate(), soundtrack.channels(), to - from);
+    Options options = readOptions(argc, argv, static_cast<int>(script.getInt("WIDTH")),
+                                  static_cast<int>(script.getInt("HEIGHT")), music.getLength());
+    long long count = options.frames();
+    Output output(options.output, options.format, count);
+    Frames frames(options.width, options.height, options.fps, options.from);
+    static const volatile sig_atomic_t never = 0;
+    double start = bench::wallSeconds(), processorStart = bench::processorSeconds();
+    if (long long unseen = frames.catchUp(never))
+        printf("unseen   %5lld frames before the start %7.3f ms wall/frame %7.3f ms CPU/frame\n", unseen,
+               1000 * (bench::wallSeconds() - start) / unseen,
+               1000 * (bench::processorSeconds() - processorStart) / unseen);
 
+    Soundtrack soundtrack(options.from, options.to);
+    Encoder encoder(output, options, soundtrack.rate(), soundtrack.channels(), soundtrack.frames());
     Pass bare = measure("drawing", count, frames, [&](long long k) {
         frames.draw(k);
         glFinish();
     });
     Recorder recorder(frames, encoder, soundtrack);
     Pass capture = measure("capture", count, frames, [&](long long k) { recorder.record(k); });
-    recorder.finish(to);
-    remove(scratch);
+    recorder.finish(options.to);
+    output.commit();
     printf("reading back and encoding add %.0f%% to drawing (wall), %.0f%% (CPU)\n", 100 * (bare.fps / capture.fps - 1),
            100 * (capture.cpuPerFrame / bare.cpuPerFrame - 1));
     return 0;

@@ -1,6 +1,7 @@
-// Encoder: libavcodec encodes (libx264 for H.264, FFmpeg's native AAC encoder), libswscale
-// turns OpenGL's BGRA rows into yuv420p, libswresample brings the track to 48 kHz stereo, and
-// libavformat muxes MP4. Errors from any of them end the capture with the library's words.
+// Encoder: libavcodec encodes (libx264 for H.264, FFmpeg's own AAC, FFV1, FLAC, PNG and PCM),
+// libswscale turns OpenGL's BGRA rows into what the picture encoder takes, libswresample
+// brings the track to what the sound encoder takes, and libavformat writes the files. Errors
+// from any of them end the capture with the library's words.
 #include "capture/encoder.h"
 
 extern "C" {
@@ -15,17 +16,40 @@ extern "C" {
 #include <algorithm>  // Required for: std::min()
 
 #include "capture/failure.h"
+#include "capture/output.h"
 
-// What video sites and players expect of the sound
-static const int OUTPUT_RATE = 48000;
-static const int AUDIO_BITRATE = 192000;
-// The fastest of x264's presets: drawing under a software renderer is the slow part, and the
-// encoder may add little to it (superfast costs half as much again as ultrafast at 1080p).
-// Quality, not size, then decides the rate: 18 keeps the pictures' dithered gradients, with
-// adaptive quantisation switched back on, which gives flat areas the bits against banding.
-static const char* const VIDEO_PRESET = "ultrafast";
-static const char* const VIDEO_CRF = "18";
-static const char* const VIDEO_TUNING = "aq-mode=1";
+// What each format is made of. The video's sound is what video sites and players expect; the
+// lossless formats keep the track's own rate and channels, at 24 bits, which holds a 16-bit
+// track exactly and a decoded one far below hearing.
+struct Layout {
+    const char *pictureMuxer, *soundMuxer;  // no sound muxer: the sound goes in the pictures' file
+    const char* videoEncoder;
+    int pixels;  // AVPixelFormat
+    const char* audioEncoder;
+    int samples;     // AVSampleFormat
+    bool resampled;  // to 48 kHz stereo, or at the track's own rate and channels
+};
+static const Layout layouts[] = {
+    {"mp4", nullptr, "libx264", AV_PIX_FMT_YUV420P, "aac", AV_SAMPLE_FMT_FLTP, true},   // Format::Mp4
+    {"matroska", nullptr, "ffv1", AV_PIX_FMT_BGR0, "flac", AV_SAMPLE_FMT_S32, false},  // Format::Mkv
+    {"image2", "wav", "png", AV_PIX_FMT_RGB24, "pcm_s24le", AV_SAMPLE_FMT_S32, false},  // Format::Png
+};
+
+static const int VIDEO_SOUND_RATE = 48000;
+static const int VIDEO_SOUND_BITRATE = 192000;
+// Sample frames per packet where the encoder takes any count (PCM)
+static const int PCM_CHUNK = 4096;
+// x264's preset and constant rate factor for each quality, fast to best, measured on four
+// seconds of each scene at 1080p60 against the lossless master. Fast is the fastest preset,
+// which adds least to drawing under a software renderer. Good matches its luma SSIM at 41% of
+// its size; best is 3 to 5 dB of luma PSNR above it (54 to 62 dB) at 55%. Adaptive
+// quantisation gives flat areas the bits against banding in the dithered gradients (the
+// fastest preset switches it off), and the 8x8 transform makes even that preset High profile.
+struct Tuning {
+    const char *preset, *crf;
+};
+static const Tuning tunings[] = {{"ultrafast", "18"}, {"veryfast", "15"}, {"slow", "12"}};
+static const char* const X264_PARAMETERS = "aq-mode=1:8x8dct=1";
 
 // Ends the capture when an FFmpeg call failed
 static void check(int result, const std::string& what)
@@ -43,28 +67,35 @@ static T* need(T* made, const std::string& what)
     return made;
 }
 
-Encoder::Encoder(const std::string& path, int width, int height, int fps, int sampleRate, int channels,
-                 int audioMs)
-    : format(nullptr), videoCodec(nullptr), audioCodec(nullptr), videoStream(nullptr), audioStream(nullptr),
-      picture(nullptr), sound(nullptr), packet(need(av_packet_alloc(), "packet")), scaler(nullptr),
-      resampler(nullptr), fifo(nullptr), width(width), height(height), pictures(0), samplesOut(0),
-      samplesWanted(static_cast<long long>(audioMs) * OUTPUT_RATE / 1000)
+static const AVCodec* encoderNamed(const char* name)
+{
+    const AVCodec* encoder = avcodec_find_encoder_by_name(name);
+    if (!encoder) fail(std::string("this FFmpeg has no ") + name + " encoder");
+    return encoder;
+}
+
+Encoder::Encoder(const Output& output, const Options& options, int sampleRate, int channels, long long spanFrames)
+    : pictureFile(nullptr), soundFile(nullptr), videoCodec(nullptr), audioCodec(nullptr), videoStream(nullptr),
+      audioStream(nullptr), picture(nullptr), sound(nullptr), packet(need(av_packet_alloc(), "packet")),
+      scaler(nullptr), resampler(nullptr), fifo(nullptr), width(options.width), height(options.height), chunk(0),
+      pictures(0), samplesOut(0), samplesWanted(spanFrames), bytes(0)
 {
     av_log_set_level(AV_LOG_ERROR);  // the libraries' reports would bury the progress line
-    check(avformat_alloc_output_context2(&format, nullptr, "mp4", path.c_str()), "cannot write MP4");
-    openVideo(fps);
-    openAudio(sampleRate, channels);
-    check(avio_open(&format->pb, path.c_str(), AVIO_FLAG_WRITE), "cannot write " + path);
-    AVDictionary* muxing = nullptr;
-    av_dict_set(&muxing, "movflags", "+faststart", 0);  // the index before the data
-    check(avformat_write_header(format, &muxing), "cannot write " + path);
-    av_dict_free(&muxing);
+    const Layout& layout = layouts[static_cast<int>(options.format)];
+    pictureFile = openFile(output.video, layout.pictureMuxer);
+    soundFile = layout.soundMuxer ? openFile(output.sound, layout.soundMuxer) : pictureFile;
+    // Milliseconds are whole numbers of 48 kHz samples: the video's sound lasts what the pictures do.
+    if (layout.resampled) samplesWanted = static_cast<long long>(options.to - options.from) * VIDEO_SOUND_RATE / 1000;
+    openVideo(options);
+    openAudio(options.format, sampleRate, channels);
+    start(pictureFile, options.format);
+    if (soundFile != pictureFile) start(soundFile, options.format);
 }
 
 Encoder::~Encoder()
 {
-    if (format) avio_closep(&format->pb);
-    avformat_free_context(format);
+    close(pictureFile);
+    if (soundFile != pictureFile) close(soundFile);
     avcodec_free_context(&videoCodec);
     avcodec_free_context(&audioCodec);
     av_frame_free(&picture);
@@ -75,79 +106,141 @@ Encoder::~Encoder()
     if (fifo) av_audio_fifo_free(fifo);
 }
 
-void Encoder::openVideo(int fps)
+AVFormatContext* Encoder::openFile(const std::string& path, const char* muxer)
 {
-    const AVCodec* h264 = avcodec_find_encoder_by_name("libx264");
-    if (!h264) fail("this FFmpeg has no H.264 encoder (libx264)");
-    videoCodec = need(avcodec_alloc_context3(h264), "H.264 encoder");
+    AVFormatContext* file = nullptr;
+    check(avformat_alloc_output_context2(&file, nullptr, muxer, path.c_str()), "cannot write " + path);
+    return file;
+}
+
+void Encoder::close(AVFormatContext* file)
+{
+    if (!file) return;
+    if (!(file->oformat->flags & AVFMT_NOFILE)) avio_closep(&file->pb);
+    avformat_free_context(file);
+}
+
+// The encoder's own settings for each format
+static void tune(AVCodecContext* codec, const Options& options)
+{
+    switch (options.format) {
+    case Format::Mp4: {
+        const Tuning& tuning = tunings[static_cast<int>(options.quality)];
+        av_opt_set(codec->priv_data, "preset", tuning.preset, 0);
+        av_opt_set(codec->priv_data, "crf", tuning.crf, 0);
+        av_opt_set(codec->priv_data, "profile", "high", 0);
+        av_opt_set(codec->priv_data, "x264-params", X264_PARAMETERS, 0);
+        codec->gop_size = 2 * options.fps;  // a place to seek to every two seconds, and at every cut
+        // High-definition colour, tagged so that every player converts back the same way
+        codec->colorspace = AVCOL_SPC_BT709;
+        codec->color_range = AVCOL_RANGE_MPEG;
+        break;
+    }
+    case Format::Mkv:
+        // Version 3 with checksummed slices, coded in parallel: what archives keep
+        av_opt_set_int(codec->priv_data, "slicecrc", 1, 0);
+        codec->level = 3;
+        codec->slices = 4;
+        codec->thread_count = 0;
+        codec->gop_size = 1;
+        codec->colorspace = AVCOL_SPC_RGB;
+        codec->color_range = AVCOL_RANGE_JPEG;
+        break;
+    case Format::Png:
+        // zlib's level 3: 42 ms a 1080p picture and 17% over its default, which takes 100 ms
+        codec->compression_level = 3;
+        codec->thread_count = 0;
+        break;
+    }
+    codec->color_primaries = AVCOL_PRI_BT709;
+    codec->color_trc = options.format == Format::Mp4 ? AVCOL_TRC_BT709 : AVCOL_TRC_IEC61966_2_1;
+}
+
+void Encoder::openVideo(const Options& options)
+{
+    const Layout& layout = layouts[static_cast<int>(options.format)];
+    const AVCodec* encoder = encoderNamed(layout.videoEncoder);
+    videoCodec = need(avcodec_alloc_context3(encoder), "picture encoder");
     videoCodec->width = width;
     videoCodec->height = height;
-    videoCodec->pix_fmt = AV_PIX_FMT_YUV420P;
-    videoCodec->time_base = AVRational{1, fps};
-    videoCodec->framerate = AVRational{fps, 1};
-    // High-definition colour, tagged so that every player converts back the same way
-    videoCodec->colorspace = AVCOL_SPC_BT709;
-    videoCodec->color_primaries = AVCOL_PRI_BT709;
-    videoCodec->color_trc = AVCOL_TRC_BT709;
-    videoCodec->color_range = AVCOL_RANGE_MPEG;
-    av_opt_set(videoCodec->priv_data, "preset", VIDEO_PRESET, 0);
-    av_opt_set(videoCodec->priv_data, "crf", VIDEO_CRF, 0);
-    av_opt_set(videoCodec->priv_data, "x264-params", VIDEO_TUNING, 0);
-    videoStream = addStream(videoCodec, h264,
+    videoCodec->pix_fmt = static_cast<AVPixelFormat>(layout.pixels);
+    videoCodec->time_base = AVRational{1, options.fps};
+    videoCodec->framerate = AVRational{options.fps, 1};
+    tune(videoCodec, options);
+    videoStream = addStream(pictureFile, videoCodec, encoder,
                             "cannot encode " + std::to_string(width) + "x" + std::to_string(height) + " at " +
-                                std::to_string(fps) + " fps");
+                                std::to_string(options.fps) + " fps");
 
     picture = need(av_frame_alloc(), "picture");
-    picture->format = AV_PIX_FMT_YUV420P;
+    picture->format = videoCodec->pix_fmt;
     picture->width = width;
     picture->height = height;
     check(av_frame_get_buffer(picture, 0), "picture");
-    scaler = need(sws_getContext(width, height, AV_PIX_FMT_BGRA, width, height, AV_PIX_FMT_YUV420P,
+    scaler = need(sws_getContext(width, height, AV_PIX_FMT_BGRA, width, height, videoCodec->pix_fmt,
                                  SWS_BILINEAR | SWS_ACCURATE_RND, nullptr, nullptr, nullptr),
                   "colour conversion");
+    if (options.format != Format::Mp4) return;
     const int* bt709 = sws_getCoefficients(SWS_CS_ITU709);
     sws_setColorspaceDetails(scaler, bt709, 1, bt709, 0, 0, 1 << 16, 1 << 16);
 }
 
-void Encoder::openAudio(int sampleRate, int channels)
+void Encoder::openAudio(Format format, int sampleRate, int channels)
 {
-    const AVCodec* aac = avcodec_find_encoder(AV_CODEC_ID_AAC);
-    if (!aac) fail("this FFmpeg has no AAC encoder");
-    audioCodec = need(avcodec_alloc_context3(aac), "AAC encoder");
-    audioCodec->sample_fmt = AV_SAMPLE_FMT_FLTP;
-    audioCodec->sample_rate = OUTPUT_RATE;
-    audioCodec->bit_rate = AUDIO_BITRATE;
-    audioCodec->time_base = AVRational{1, OUTPUT_RATE};
-    AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
-    check(av_channel_layout_copy(&audioCodec->ch_layout, &stereo), "AAC encoder");
-    audioStream = addStream(audioCodec, aac, "cannot encode AAC");
-
-    AVChannelLayout input;
+    const Layout& layout = layouts[static_cast<int>(format)];
+    const AVCodec* encoder = encoderNamed(layout.audioEncoder);
+    audioCodec = need(avcodec_alloc_context3(encoder), "sound encoder");
+    AVChannelLayout input, output;
     av_channel_layout_default(&input, channels);
-    check(swr_alloc_set_opts2(&resampler, &stereo, AV_SAMPLE_FMT_FLTP, OUTPUT_RATE, &input, AV_SAMPLE_FMT_FLT,
-                              sampleRate, 0, nullptr),
+    av_channel_layout_default(&output, layout.resampled ? 2 : channels);
+    audioCodec->sample_fmt = static_cast<AVSampleFormat>(layout.samples);
+    audioCodec->sample_rate = layout.resampled ? VIDEO_SOUND_RATE : sampleRate;
+    if (layout.resampled)
+        audioCodec->bit_rate = VIDEO_SOUND_BITRATE;
+    else
+        audioCodec->bits_per_raw_sample = 24;  // of the 32-bit samples the lossless encoders take
+    audioCodec->time_base = AVRational{1, audioCodec->sample_rate};
+    check(av_channel_layout_copy(&audioCodec->ch_layout, &output), "sound encoder");
+    audioStream = addStream(soundFile, audioCodec, encoder, std::string("cannot encode ") + layout.audioEncoder);
+
+    check(swr_alloc_set_opts2(&resampler, &output, audioCodec->sample_fmt, audioCodec->sample_rate, &input,
+                              AV_SAMPLE_FMT_FLT, sampleRate, 0, nullptr),
           "cannot convert the track's " + std::to_string(channels) + " channels");
     check(swr_init(resampler), "cannot resample the track from " + std::to_string(sampleRate) + " Hz");
-    fifo = need(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, 2, audioCodec->frame_size), "sound buffer");
+    chunk = audioCodec->frame_size > 0 ? audioCodec->frame_size : PCM_CHUNK;
+    fifo = need(av_audio_fifo_alloc(audioCodec->sample_fmt, output.nb_channels, chunk), "sound buffer");
+    planes.resize(av_sample_fmt_is_planar(audioCodec->sample_fmt) ? output.nb_channels : 1);
     sound = need(av_frame_alloc(), "sound");
-    sound->format = AV_SAMPLE_FMT_FLTP;
-    sound->nb_samples = audioCodec->frame_size;
-    sound->sample_rate = OUTPUT_RATE;
-    check(av_channel_layout_copy(&sound->ch_layout, &stereo), "sound");
+    sound->format = audioCodec->sample_fmt;
+    sound->nb_samples = chunk;
+    sound->sample_rate = audioCodec->sample_rate;
+    check(av_channel_layout_copy(&sound->ch_layout, &output), "sound");
     check(av_frame_get_buffer(sound, 0), "sound");
 }
 
-AVStream* Encoder::addStream(AVCodecContext* codec, const AVCodec* encoder, const std::string& failure)
+AVStream* Encoder::addStream(AVFormatContext* file, AVCodecContext* codec, const AVCodec* encoder,
+                             const std::string& failure)
 {
-    if (format->oformat->flags & AVFMT_GLOBALHEADER) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    if (file->oformat->flags & AVFMT_GLOBALHEADER) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     check(avcodec_open2(codec, encoder, nullptr), failure);
-    AVStream* stream = need(avformat_new_stream(format, nullptr), "stream");
+    AVStream* stream = need(avformat_new_stream(file, nullptr), "stream");
     stream->time_base = codec->time_base;
     check(avcodec_parameters_from_context(stream->codecpar, codec), failure);
     return stream;
 }
 
-void Encoder::video(const uint8_t* bgra)
+void Encoder::start(AVFormatContext* file, Format format)
+{
+    std::string path = file->url;
+    if (!(file->oformat->flags & AVFMT_NOFILE))
+        check(avio_open(&file->pb, path.c_str(), AVIO_FLAG_WRITE), "cannot write " + path);
+    AVDictionary* muxing = nullptr;
+    if (format == Format::Mp4) av_dict_set(&muxing, "movflags", "+faststart", 0);  // the index before the data
+    if (format == Format::Png) av_dict_set(&muxing, "start_number", "0", 0);      // file k holds frame k
+    check(avformat_write_header(file, &muxing), "cannot write " + path);
+    av_dict_free(&muxing);
+}
+
+void Encoder::video(const uint8_t* bgra, bool key)
 {
     check(av_frame_make_writable(picture), "picture");
     // OpenGL hands the bottom row first: start at the last row and step backwards.
@@ -156,22 +249,25 @@ void Encoder::video(const uint8_t* bgra)
     const int strides[1] = {-stride};
     sws_scale(scaler, &top, strides, 0, height, picture->data, picture->linesize);
     picture->pts = pictures++;
+    picture->pict_type = key ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     send(videoCodec, videoStream, picture);
 }
 
 void Encoder::audio(const float* samples, int frames)
 {
     int room = swr_get_out_samples(resampler, frames);
-    if (static_cast<int>(left.size()) < room) {
-        left.resize(room);
-        right.resize(room);
+    int bytesPerPlane = room * av_get_bytes_per_sample(audioCodec->sample_fmt) *
+                        (planes.size() == 1 ? audioCodec->ch_layout.nb_channels : 1);
+    uint8_t* out[AV_NUM_DATA_POINTERS];
+    for (size_t c = 0; c < planes.size(); c++) {
+        if (static_cast<int>(planes[c].size()) < bytesPerPlane) planes[c].resize(bytesPerPlane);
+        out[c] = planes[c].data();
     }
-    uint8_t* planes[2] = {reinterpret_cast<uint8_t*>(left.data()), reinterpret_cast<uint8_t*>(right.data())};
     const uint8_t* in = reinterpret_cast<const uint8_t*>(samples);
-    int converted = swr_convert(resampler, planes, room, samples ? &in : nullptr, frames);
+    int converted = swr_convert(resampler, out, room, samples ? &in : nullptr, frames);
     check(converted, "cannot resample the track");
-    check(av_audio_fifo_write(fifo, reinterpret_cast<void**>(planes), converted), "sound buffer");
-    while (av_audio_fifo_size(fifo) >= audioCodec->frame_size) encodeSound(audioCodec->frame_size);
+    check(av_audio_fifo_write(fifo, reinterpret_cast<void**>(out), converted), "sound buffer");
+    while (av_audio_fifo_size(fifo) >= chunk) encodeSound(chunk);
 }
 
 void Encoder::encodeSound(int count)
@@ -186,9 +282,9 @@ void Encoder::encodeSound(int count)
     sound->nb_samples = count;
     int got = av_audio_fifo_read(fifo, reinterpret_cast<void**>(sound->data), count);
     check(got, "sound buffer");
-    for (int c = 0; c < 2; c++)
-        std::fill(reinterpret_cast<float*>(sound->data[c]) + got, reinterpret_cast<float*>(sound->data[c]) + count,
-                  0.0f);
+    // A track that ends before the span does ends in silence rather than short.
+    av_samples_set_silence(sound->data, got, count - got, sound->ch_layout.nb_channels,
+                           static_cast<AVSampleFormat>(sound->format));
     sound->pts = samplesOut;
     samplesOut += count;
     send(audioCodec, audioStream, sound);
@@ -198,15 +294,23 @@ void Encoder::finish()
 {
     audio(nullptr, 0);  // the resampler's last samples
     while (samplesOut < samplesWanted)
-        encodeSound(static_cast<int>(std::min<long long>(audioCodec->frame_size, samplesWanted - samplesOut)));
+        encodeSound(static_cast<int>(std::min<long long>(chunk, samplesWanted - samplesOut)));
     send(videoCodec, videoStream, nullptr);
     send(audioCodec, audioStream, nullptr);
-    check(av_write_trailer(format), "cannot complete the file");
-    check(avio_closep(&format->pb), "cannot complete the file");
+    complete(pictureFile);
+    if (soundFile != pictureFile) complete(soundFile);
+}
+
+// Writes the file's index and closes it: what the disk refuses now still fails the capture
+void Encoder::complete(AVFormatContext* file)
+{
+    check(av_write_trailer(file), "cannot complete the file");
+    if (!(file->oformat->flags & AVFMT_NOFILE)) check(avio_closep(&file->pb), "cannot complete the file");
 }
 
 void Encoder::send(AVCodecContext* codec, AVStream* stream, AVFrame* frame)
 {
+    AVFormatContext* file = codec == videoCodec ? pictureFile : soundFile;
     check(avcodec_send_frame(codec, frame), "cannot encode");
     int result;
     while ((result = avcodec_receive_packet(codec, packet)) >= 0) {
@@ -214,7 +318,8 @@ void Encoder::send(AVCodecContext* codec, AVStream* stream, AVFrame* frame)
         if (codec == videoCodec && packet->duration == 0) packet->duration = 1;
         av_packet_rescale_ts(packet, codec->time_base, stream->time_base);
         packet->stream_index = stream->index;
-        check(av_interleaved_write_frame(format, packet), "cannot write the file");
+        bytes += packet->size;
+        check(av_interleaved_write_frame(file, packet), "cannot write the file");
     }
     if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) check(result, "cannot encode");
 }

@@ -1,11 +1,17 @@
-// Encoder: the video file, through FFmpeg's own libraries. H.264 in yuv420p and AAC stereo in
-// MP4, with the index at the front so that the file plays while it downloads: what parties,
-// players, browsers and video sites all take.
+// Encoder: the output, through FFmpeg's own libraries. Three formats, chosen by the output's
+// name: H.264 (High profile, yuv420p) and AAC in MP4 with the index at the front, what
+// parties, players, browsers and video sites take; a lossless master in Matroska, FFV1 in RGB
+// and FLAC at the track's own rate; and one PNG per frame with a WAV beside them, for tools
+// that take image sequences. Depends on the output's names and the options; owns every
+// encoder, converter and file of FFmpeg's it opens.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "capture/options.h"
 
 struct AVCodec;
 struct AVFormatContext;
@@ -16,23 +22,28 @@ struct AVPacket;
 struct SwsContext;
 struct SwrContext;
 struct AVAudioFifo;
+class Output;
 
 class Encoder {
 public:
-    // Opens `path` for a video of this size and rate, and a soundtrack of `audioMs` ms whose
-    // samples come at `sampleRate` with `channels` interleaved
-    Encoder(const std::string& path, int width, int height, int fps, int sampleRate, int channels, int audioMs);
+    // Opens the output for pictures of the options' size, rate, format and quality, and a
+    // soundtrack of `spanFrames` sample frames of the track, whose samples come at
+    // `sampleRate` with `channels` interleaved
+    Encoder(const Output& output, const Options& options, int sampleRate, int channels, long long spanFrames);
     ~Encoder();
 
-    // The next picture: 4 bytes per pixel (BGRA), bottom row first, as OpenGL reads it back
-    void video(const uint8_t* bgra);
+    // The next picture: 4 bytes per pixel (BGRA), bottom row first, as OpenGL reads it back;
+    // `key` makes it a picture that playback can start from
+    void video(const uint8_t* bgra, bool key);
     // The next `frames` sample frames of the soundtrack
     void audio(const float* samples, int frames);
-    // Drains both encoders and completes the file
+    // Drains both encoders and completes the output
     void finish();
+    // Bytes of encoded pictures and sound so far, as the output grows; read from any thread
+    long long written() const { return bytes; }
 
 private:
-    AVFormatContext* format;
+    AVFormatContext *pictureFile, *soundFile;  // the same file, but for a picture sequence
     AVCodecContext *videoCodec, *audioCodec;
     AVStream *videoStream, *audioStream;
     AVFrame *picture, *sound;
@@ -41,14 +52,21 @@ private:
     SwrContext* resampler;
     AVAudioFifo* fifo;
     int width, height;
-    long long pictures;                   // frames handed to the video encoder
-    long long samplesOut, samplesWanted;  // at the output rate
-    std::vector<float> left, right;       // the resampler's output, reused from call to call
+    int chunk;                                 // sample frames the sound is encoded in
+    long long pictures;                        // frames handed to the video encoder
+    long long samplesOut, samplesWanted;       // at the output rate
+    std::vector<std::vector<uint8_t>> planes;  // the resampler's output, reused from call to call
+    std::atomic<long long> bytes;
 
-    void openVideo(int fps);
-    void openAudio(int sampleRate, int channels);
-    // Opens the encoder and gives it a stream in the file; `failure` is the message if it cannot
-    AVStream* addStream(AVCodecContext* codec, const AVCodec* encoder, const std::string& failure);
+    AVFormatContext* openFile(const std::string& path, const char* muxer);
+    void openVideo(const Options& options);
+    void openAudio(Format format, int sampleRate, int channels);
+    // Opens the encoder and gives it a stream in `file`; `failure` is the message if it cannot
+    AVStream* addStream(AVFormatContext* file, AVCodecContext* codec, const AVCodec* encoder,
+                        const std::string& failure);
+    void start(AVFormatContext* file, Format format);
     void encodeSound(int count);
     void send(AVCodecContext* codec, AVStream* stream, AVFrame* frame);
+    void complete(AVFormatContext* file);
+    void close(AVFormatContext* file);
 };

@@ -1,13 +1,14 @@
-// Failure: the one way the capture program ends on an error. The video is written under a
-// temporary name next to its final one; every failure and every interruption removes it, so a
-// capture either leaves the complete file or nothing at all.
+// Failure: the one way the capture program ends on an error. The output is written under a
+// temporary name beside its final one (a file, or a folder of pictures); every failure, the
+// engine's own fatal errors, an interruption and a crash remove it, so a capture leaves the
+// complete output or nothing at all. Depends on the logger's `fatal`; owns the temporary name.
 #pragma once
 
 #include <string>
 
-// Names the temporary file in the making, so that a failure removes it
+// Names the temporary file or folder in the making, so that any end but success removes it
 void holdPartial(const std::string& path);
-// The file was renamed into place: nothing to remove any more
+// The output was moved into place: nothing to remove any more
 void releasePartial();
-// Removes the file in the making, writes "capture: <message>" to standard error and exits
+// Writes "capture: <message>" to standard error and exits, the temporary output removed
 [[noreturn]] void fail(const std::string& message, int status = 1);

@@ -10,6 +10,7 @@
 #include "framework/demo.h"
 #include "framework/music.h"
 #include "framework/opengl.h"
+#include "framework/timeline.h"
 #include "framework/timer.h"
 #include "scenes/show.h"
 
@@ -46,6 +47,7 @@ Frames::Frames(int width, int height, int fps, int from)
     opengl.resize(width, height);
 
     loadShow();
+    for (const Timeline* entry : timeLine.entries) changes.insert(changes.end(), {entry->start, entry->end});
 }
 
 Frames::~Frames()
@@ -58,13 +60,24 @@ Frames::~Frames()
 
 int Frames::time(long long k) const { return from + static_cast<int>(k * 1000 / fps); }
 
-void Frames::catchUp(const volatile sig_atomic_t& stop)
+bool Frames::cut(long long k) const
+{
+    if (k == 0) return false;
+    int before = time(k - 1), now = time(k);
+    for (int change : changes)
+        if (before < change && change <= now) return true;
+    return false;
+}
+
+long long Frames::catchUp(const volatile sig_atomic_t& stop)
 {
     // An empty scissor box: every frame's state advances, and the rasteriser draws nothing.
     glEnable(GL_SCISSOR_TEST);
     glScissor(0, 0, 0, 0);
-    for (long long j = 0; j * 1000 / fps < from && !stop; j++) drawAt(static_cast<int>(j * 1000 / fps));
+    long long j = 0;
+    for (; j * 1000 / fps < from && !stop; j++) drawAt(static_cast<int>(j * 1000 / fps));
     glDisable(GL_SCISSOR_TEST);
+    return j;
 }
 
 void Frames::draw(long long k) { drawAt(time(k)); }

@@ -21,10 +21,13 @@ public:
 
     // The music position of frame k
     int time(long long k) const;
+    // Whether frame k is the first to show a change of the schedule: an entry starts or ends
+    // after the moment of frame k - 1 and by the moment of frame k
+    bool cut(long long k) const;
     // Draws, unseen, every frame a showing from 0 at this rate draws before `from`, so that
     // what advances once per frame has advanced as far as it would have there; stops early
-    // once `stop` is set
-    void catchUp(const volatile sig_atomic_t& stop);
+    // once `stop` is set. Gives the number of frames drawn
+    long long catchUp(const volatile sig_atomic_t& stop);
     // Draws frame k
     void draw(long long k);
     // The frame just drawn, 4 bytes per pixel (BGRA), bottom row first
@@ -34,6 +37,7 @@ private:
     int fps, from;
     GLuint framebuffer, colour, depth;
     std::vector<uint8_t> pixels;
+    std::vector<int> changes;  // every entry's start and end, ms of music
 
     void drawAt(int ms);
 };

@@ -4,9 +4,15 @@
 
 #include <getopt.h>  // Required for: getopt_long()
 
-#include <cerrno>   // Required for: errno
-#include <climits>  // Required for: INT_MAX
-#include <cstdlib>  // Required for: strtol()
+#include <algorithm>   // Required for: std::transform()
+#include <cerrno>      // Required for: errno
+#include <climits>     // Required for: INT_MAX, PATH_MAX
+#include <cstdlib>     // Required for: strtol()
+#include <filesystem>  // Required for: std::filesystem::path
+
+extern "C" {
+#include <libavformat/avformat.h>  // Required for: av_get_frame_filename()
+}
 
 #include "capture/failure.h"
 
@@ -36,6 +42,30 @@ static void readSize(const char* text, Options& options)
     options.height = number("--size", size.substr(x + 1).c_str());
 }
 
+static Quality readQuality(const std::string& text)
+{
+    if (text == "fast") return Quality::Fast;
+    if (text == "good") return Quality::Good;
+    if (text == "best") return Quality::Best;
+    fail("--quality " + text + " is not fast, good or best");
+}
+
+// The format the output's extension names, in any case
+static Format formatOf(const std::string& output)
+{
+    std::string extension = std::filesystem::path(output).extension();
+    std::transform(extension.begin(), extension.end(), extension.begin(), ::tolower);
+    if (extension == ".mp4") return Format::Mp4;
+    if (extension == ".mkv") return Format::Mkv;
+    if (extension != ".png")
+        fail("cannot tell the format of " + output +
+             ": give a .mp4, a .mkv or a numbered .png name such as frames/%05d.png");
+    char name[PATH_MAX];
+    if (av_get_frame_filename(name, sizeof(name), output.c_str(), 0) < 0)
+        fail(output + " names a single picture: give a numbered name such as frames/%05d.png");
+    return Format::Png;
+}
+
 // Given or configured, the size has to suit the encoder
 static void checkSize(const Options& options)
 {
@@ -59,8 +89,9 @@ static void checkRange(const Options& options, int trackLength)
 
 Options readOptions(int argc, char** argv, int configuredWidth, int configuredHeight, int trackLength)
 {
-    Options options{"demo.mp4", 60, configuredWidth, configuredHeight, 0, trackLength - 99};
+    Options options{"demo.mp4", Format::Mp4, Quality::Good, 60, configuredWidth, configuredHeight, 0, trackLength - 99};
     static const option longOptions[] = {{"output", required_argument, nullptr, 'o'},
+                                         {"quality", required_argument, nullptr, 'q'},
                                          {"fps", required_argument, nullptr, 'r'},
                                          {"size", required_argument, nullptr, 's'},
                                          {"from", required_argument, nullptr, 'f'},
@@ -71,6 +102,7 @@ Options readOptions(int argc, char** argv, int configuredWidth, int configuredHe
     while ((code = getopt_long(argc, argv, ":", longOptions, nullptr)) != -1) {
         switch (code) {
         case 'o': options.output = optarg; break;
+        case 'q': options.quality = readQuality(optarg); break;
         case 'r': options.fps = number("--fps", optarg); break;
         case 's': readSize(optarg, options); break;
         case 'f': options.from = number("--from", optarg); break;
@@ -84,6 +116,7 @@ Options readOptions(int argc, char** argv, int configuredWidth, int configuredHe
         fail("--fps " + std::to_string(options.fps) + " cannot be encoded: give 1 to " + std::to_string(MAX_FPS));
     checkSize(options);
     if (options.output.empty()) fail("--output needs a file name");
+    options.format = formatOf(options.output);
     checkRange(options, trackLength);
     return options;
 }

@@ -7,8 +7,8 @@
 #include "capture/soundtrack.h"
 
 Recorder::Recorder(Frames& frames, Encoder& encoder, Soundtrack& soundtrack)
-    : frames(frames), encoder(encoder), soundtrack(soundtrack), pending(nullptr), soundUntil(0), busy(false),
-      quitting(false)
+    : frames(frames), encoder(encoder), soundtrack(soundtrack), pending(nullptr), cut(false), soundUntil(0),
+      busy(false), quitting(false)
 {
     worker = std::thread(&Recorder::work, this);
 }
@@ -31,6 +31,7 @@ void Recorder::record(long long k)
     {
         std::lock_guard<std::mutex> hold(lock);
         pending = picture;
+        cut = frames.cut(k);
         soundUntil = frames.time(k + 1);
         busy = true;
     }
@@ -40,7 +41,7 @@ void Recorder::record(long long k)
 void Recorder::finish(int to)
 {
     idle();
-    encode(nullptr, to);
+    encode(nullptr, false, to);
     encoder.finish();
 }
 
@@ -51,18 +52,19 @@ void Recorder::work()
         changed.wait(hold, [this] { return busy || quitting; });
         if (!busy) return;
         const uint8_t* picture = pending;
+        bool key = cut;
         int until = soundUntil;
         hold.unlock();
-        encode(picture, until);
+        encode(picture, key, until);
         hold.lock();
         busy = false;
         changed.notify_all();
     }
 }
 
-void Recorder::encode(const uint8_t* picture, int until)
+void Recorder::encode(const uint8_t* picture, bool key, int until)
 {
-    if (picture) encoder.video(picture);
+    if (picture) encoder.video(picture, key);
     const std::vector<float>& samples = soundtrack.readUntil(until);
     encoder.audio(samples.data(), static_cast<int>(samples.size()) / soundtrack.channels());
 }

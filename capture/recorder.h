@@ -30,11 +30,12 @@ private:
     std::mutex lock;
     std::condition_variable changed;
     const uint8_t* pending;  // the picture handed over, until the worker has taken it on
+    bool cut;                // whether it is the first of a change of the schedule
     int soundUntil;          // ms of music the sound goes with it up to
     bool busy, quitting;
 
     void work();
-    void encode(const uint8_t* picture, int until);
+    void encode(const uint8_t* picture, bool key, int until);
     // Blocks until the worker has encoded everything handed to it
     void idle();
 };

@@ -10,13 +10,14 @@
 
 static long long msToFrame(long long ms, int rate) { return ms * rate / 1000; }
 
-Soundtrack::Soundtrack(int from, int to) : info(), file(nullptr), next(0), end(0)
+Soundtrack::Soundtrack(int from, int to) : info(), file(nullptr), next(0), end(0), span(0)
 {
     std::string path = "data/audio/" + Config::music;
     file = sf_open(path.c_str(), SFM_READ, &info);
     if (!file) fail("cannot read the track " + path + ": " + sf_strerror(nullptr));
     next = msToFrame(from, info.samplerate);
-    end = std::min(msToFrame(to, info.samplerate), static_cast<long long>(info.frames));
+    span = msToFrame(to, info.samplerate) - next;
+    end = std::min(next + span, static_cast<long long>(info.frames));
     if (sf_seek(file, next, SEEK_SET) < 0) fail("cannot read the track " + path + ": " + sf_strerror(file));
 }
 

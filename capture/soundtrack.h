@@ -14,6 +14,8 @@ public:
 
     int rate() const { return info.samplerate; }
     int channels() const { return info.channels; }
+    // Sample frames of the track from `from` to `to`
+    long long frames() const { return span; }
     // Interleaved samples from where the last call ended up to `ms` of music, at most to the
     // span's end; empty once it is all read
     const std::vector<float>& readUntil(int ms);
@@ -21,6 +23,6 @@ public:
 private:
     SF_INFO info;
     SNDFILE* file;
-    long long next, end;  // sample frames of the track
+    long long next, end, span;  // sample frames of the track
     std::vector<float> samples;
 };

@@ -5,6 +5,7 @@
 #include <cstdlib>   // Required for: std::_Exit()
 #include <ctime>     // Required for: time(), localtime(), strftime()
 #include <iostream>  // Required for: std::cerr, std::cout
+#include <mutex>     // Required for: std::recursive_mutex
 
 #include "config.h"
 
@@ -40,8 +41,17 @@ void Logger::setEnabled(bool value) { enabled = value; }
 
 bool Logger::getEnabled() { return enabled; }
 
+static void (*fatalCleanup)() = nullptr;
+
+void onFatal(void (*cleanup)()) { fatalCleanup = cleanup; }
+
 void fatal(const std::string& message, int status)
 {
+    // One end at a time: another thread failing meanwhile (on a file the cleanup just took
+    // away) waits for this end rather than speak over its message. Never released.
+    static std::recursive_mutex ending;
+    ending.lock();
+    if (fatalCleanup) fatalCleanup();
     std::cout.flush();
     std::cerr << message << std::endl;
     std::fflush(nullptr);

@@ -44,4 +44,7 @@ extern Logger logger;
 // error, and the log line, when given, to the log first. No destructor runs: the program may
 // be half-constructed, and an error must not turn into a crash on the way out.
 [[noreturn]] void fatal(const std::string& message, int status = 1);
+// Has `fatal` run `cleanup` first, for a program that must undo something of its own however
+// it ends (the capture's unfinished file); a later call replaces it, null removes it
+void onFatal(void (*cleanup)());
 [[noreturn]] void fatal(const std::string& logLine, const std::string& message, int status);

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Fault injection: applies each plausible fault below to framework/ or scenes/ of a built tree,
+# Fault injection: applies each plausible fault below to framework/, scenes/ or capture/ of a built tree,
 # one at a time, rebuilds, runs the suite and records whether a test failed (caught) or not
 # (missed). The tree is restored after every fault.
 #   scripts/faults.sh TREE [BUILD_DIR] [FAULT_NUMBER...]
@@ -58,11 +58,24 @@ faults=(
 "scenes/solardistrict.cpp|s/gluLookAt(10, 20.2, 10,/gluLookAt(10, 2.2, 10,/|district high camera preset looks from the wrong height"
 "scenes/solardistrict.cpp|s/k % 1100 == 0/k % 1000 == 0/|district switches view at the wrong time"
 "scenes/solardistrict.cpp|s/glColorMaterial(GL_FRONT, GL_AMBIENT);/glColorMaterial(GL_FRONT, GL_DIFFUSE);/|district colour material on the wrong term"
+"capture/frames.cpp|s/from + static_cast<int>(k \* 1000 \/ fps)/from + static_cast<int>(k * (1000 \/ fps))/|pictures drift behind the music: each frame lasts whole milliseconds"
+"capture/encoder.cpp|s/videoCodec->time_base = AVRational{1, options.fps};/videoCodec->time_base = AVRational{1001, options.fps * 1000};/|pictures drift behind the sound: frames stamped at 1000/1001 of the rate"
+"capture/soundtrack.cpp|s/next = msToFrame(from, info.samplerate);/next = msToFrame(from + 5, info.samplerate);/|sound 5 ms early: the span read from 5 ms on"
+"capture/encoder.cpp|s/sound->pts = samplesOut;/sound->pts = samplesOut + 240;/|sound 5 ms late in the file"
+"capture/encoder.cpp|s/AV_SAMPLE_FMT_FLT, sampleRate, 0, nullptr)/AV_SAMPLE_FMT_FLT, audioCodec->sample_rate, 0, nullptr)/|the track taken at the output's sample rate"
+"capture/encoder.cpp|s/audioCodec->sample_rate = layout.resampled ? VIDEO_SOUND_RATE : sampleRate;/audioCodec->sample_rate = layout.resampled ? 44100 : sampleRate;/|the video's sound at 44.1 kHz"
+"capture/options.cpp|s/bool even = options.width % 2 == 0 \&\& options.height % 2 == 0;/bool even = true;/|an odd size accepted"
+"capture/encoder.cpp|s/\"ffv1\", AV_PIX_FMT_BGR0/\"ffv1\", AV_PIX_FMT_YUV444P/|the master converted to YUV"
+"capture/encoder.cpp|s/picture->pict_type = key ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;/picture->pict_type = AV_PICTURE_TYPE_NONE;/|no keyframe at a change of the schedule"
+"capture/frames.cpp|s/long long j = 0;/long long j = 1;/|the unseen frames before a late start one short"
+"capture/failure.cpp|/onFatal(removePartial);/d|an engine error leaves the temporary file"
+"capture/output.cpp|/if (!S_ISREG(status.st_mode))/d|a pipe named as the output is replaced by a file"
+"capture/failure.cpp|s/sigaction(signal, \&crash, nullptr);/(void)signal;/|a crash leaves the temporary file"
 )
 
 result=$tree/faults-result.txt
 : > "$result"
-touch "$tree"/framework/*.cpp "$tree"/scenes/*.cpp  # no object left over from an earlier run
+touch "$tree"/framework/*.cpp "$tree"/scenes/*.cpp "$tree"/capture/*.cpp  # no object left over from an earlier run
 caught=0
 missed=0
 for i in "${!faults[@]}"; do
@@ -88,6 +101,6 @@ for i in "${!faults[@]}"; do
     failed=$(sed -n 's/^[[:space:]]*[0-9]* - \([^ ]*\) (.*/\1/p' "$build/fault-$n-ctest.log" 2>/dev/null | tr '\n' ' ')
     printf '%2d %-8s %s: %s%s\n' "$n" "$verdict" "$file" "$what" "${failed:+ [by $failed]}" | tee -a "$result"
 done
-touch "$tree"/framework/*.cpp "$tree"/scenes/*.cpp
+touch "$tree"/framework/*.cpp "$tree"/scenes/*.cpp "$tree"/capture/*.cpp
 cmake --build "$build" -j2 --target ${FAULT_TARGETS:-all} > /dev/null 2>&1
 echo "caught $caught, missed $missed" | tee -a "$result"

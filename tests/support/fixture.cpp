@@ -1,6 +1,7 @@
 // Test fixtures: PNG and track writers on libpng and libsndfile, temporary data/ trees.
 #include "tests/support/fixture.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -94,14 +95,17 @@ void writeSamples(const std::string& path, const std::vector<float>& samples, in
     sf_close(file);
 }
 
-void writeTrack(const std::string& path, double seconds, int rate, int channels, int format)
+void writeTrack(const std::string& path, double seconds, int rate, int channels, int format,
+                std::function<float(long)> sample)
 {
-    const double pi = 3.14159265358979323846;
-    std::vector<float> samples(static_cast<size_t>(seconds * rate) * channels);
-    for (size_t i = 0; i < samples.size(); i++) {
-        double t = static_cast<double>(i / channels) / rate;
-        samples[i] = static_cast<float>(TONE_AMPLITUDE * sin(2 * pi * TONE_HZ * t));
-    }
+    if (!sample)
+        sample = [rate](long i) {
+            const double pi = 3.14159265358979323846;
+            return static_cast<float>(TONE_AMPLITUDE * sin(2 * pi * TONE_HZ * static_cast<double>(i) / rate));
+        };
+    long frames = static_cast<long>(seconds * rate);
+    std::vector<float> samples(static_cast<size_t>(frames) * channels);
+    for (long i = 0; i < frames; i++) std::fill_n(samples.begin() + i * channels, channels, sample(i));
     writeSamples(path, samples, rate, channels, format);
 }
 

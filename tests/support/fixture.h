@@ -29,12 +29,14 @@ struct PngPicture {
 };
 void writePng(const std::string& path, const PngPicture& picture);
 
-// The tone of the tracks the tests write, at this amplitude: a sine on a bin centre of every
-// spectrum of 256 values or more that the music gives of a track at 22050 Hz (bin 20 of 1024)
+// The tone of the tracks the tests write by default, at this amplitude: a sine on a bin centre of
+// every spectrum of 256 values or more that the music gives of a track at 22050 Hz (bin 20 of 1024)
 const double TONE_HZ = 22050.0 / 2048 * 20;
 const double TONE_AMPLITUDE = 0.3;
-// Writes the tone for `seconds` with libsndfile; `format` is a full SF_FORMAT_* value
-void writeTrack(const std::string& path, double seconds, int rate, int channels, int format);
+// Writes `seconds` of sound with libsndfile, `sample(i)` the value of sample frame i on every
+// channel, by default the tone; `format` is a full SF_FORMAT_* value
+void writeTrack(const std::string& path, double seconds, int rate, int channels, int format,
+                std::function<float(long)> sample = nullptr);
 // Writes these interleaved samples with libsndfile
 void writeSamples(const std::string& path, const std::vector<float>& samples, int rate, int channels, int format);
 
