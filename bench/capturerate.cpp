@@ -14,7 +14,6 @@
 #include <csignal>  // Required for: sig_atomic_t
 #include <cstdio>
 
-#include "bench/clocks.h"
 #include "capture/encoder.h"
 #include "capture/frames.h"
 #include "capture/options.h"
@@ -23,8 +22,11 @@
 #include "capture/soundtrack.h"
 #include "framework/music.h"
 #include "framework/script.h"
+#include "tests/support/measure.h"
 
 namespace {
+
+double wallSeconds() { return measure::steadyMs() / 1000; }
 
 struct Pass {
     double fps, cpuPerFrame;
@@ -32,11 +34,11 @@ struct Pass {
 
 // Times `frame` over frames 0..count-1 and prints a line
 template <typename Frame>
-Pass measure(const char* name, long long count, const Frames& frames, Frame frame)
+Pass timePass(const char* name, long long count, const Frames& frames, Frame frame)
 {
-    double wallStart = bench::wallSeconds(), processorStart = bench::processorSeconds();
+    double wallStart = wallSeconds(), processorStart = measure::processorSeconds();
     for (long long k = 0; k < count; k++) frame(k);
-    double wall = bench::wallSeconds() - wallStart, processor = bench::processorSeconds() - processorStart;
+    double wall = wallSeconds() - wallStart, processor = measure::processorSeconds() - processorStart;
     Pass pass{count / wall, 1000 * processor / count};
     printf("%-8s %4dx%-4d %5lld frames %7.1f fps %7.2f ms wall/frame %7.2f ms CPU/frame\n", name, frames.width,
            frames.height, count, pass.fps, 1000 * wall / count, pass.cpuPerFrame);
@@ -53,20 +55,20 @@ int main(int argc, char** argv)
     Output output(options.output, options.format, count);
     Frames frames(options.width, options.height, options.fps, options.from);
     static const volatile sig_atomic_t never = 0;
-    double start = bench::wallSeconds(), processorStart = bench::processorSeconds();
+    double start = wallSeconds(), processorStart = measure::processorSeconds();
     if (long long unseen = frames.catchUp(never))
         printf("unseen   %5lld frames before the start %7.3f ms wall/frame %7.3f ms CPU/frame\n", unseen,
-               1000 * (bench::wallSeconds() - start) / unseen,
-               1000 * (bench::processorSeconds() - processorStart) / unseen);
+               1000 * (wallSeconds() - start) / unseen,
+               1000 * (measure::processorSeconds() - processorStart) / unseen);
 
     Soundtrack soundtrack(options.from, options.to);
     Encoder encoder(output, options, soundtrack.rate(), soundtrack.channels(), soundtrack.frames());
-    Pass bare = measure("drawing", count, frames, [&](long long k) {
+    Pass bare = timePass("drawing", count, frames, [&](long long k) {
         frames.draw(k);
         glFinish();
     });
     Recorder recorder(frames, encoder, soundtrack);
-    Pass capture = measure("capture", count, frames, [&](long long k) { recorder.record(k); });
+    Pass capture = timePass("capture", count, frames, [&](long long k) { recorder.record(k); });
     recorder.finish(options.to);
     output.commit();
     printf("reading back and encoding add %.0f%% to drawing (wall), %.0f%% (CPU)\n", 100 * (bare.fps / capture.fps - 1),
