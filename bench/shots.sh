@@ -12,6 +12,7 @@ cd "$root"
 n=0
 for ms in 2500 6000 12000 26000 34000 40000 47000 62500 63500 80000 110000 125000; do
   rm -rf "$out/$ms"
+  mkdir -p "$out/$ms"
   "$build/capture" --from "$ms" --to "$((ms + 16))" --fps 60 --size 640x360 --output "$out/$ms/%d.png" 2>/dev/null
   ln -sf "$ms/0.png" "$out/$(printf %02d $n).png"
   n=$((n + 1))
