@@ -9,7 +9,7 @@
 #include <sys/mman.h>    // Required for: memfd_create()
 #include <sys/prctl.h>   // Required for: prctl(), PR_SET_PDEATHSIG
 #include <sys/wait.h>    // Required for: waitpid()
-#include <unistd.h>      // Required for: fork(), execlp(), dup2(), read(), write(), lseek()
+#include <unistd.h>      // Required for: fork(), execlp(), dup2(), read(), write(), lseek(), access()
 
 #include <cerrno>   // Required for: errno
 #include <chrono>   // Required for: std::chrono::steady_clock
@@ -71,12 +71,42 @@ void Livecode::keepValue(const char* name, void* address, size_t size)
     list.push_back({name, address, size});
 }
 
+// The compiler the build directory was configured with, "" when it names none.
+static std::string compilerOf(std::ifstream& cache)
+{
+    const std::string key = "CMAKE_CXX_COMPILER:FILEPATH=";
+    for (std::string line; std::getline(cache, line);)
+        if (line.compare(0, key.size(), key) == 0) return line.substr(key.size());
+    return "";
+}
+
+// Whether `program` is an executable file in one of the PATH's folders.
+static bool onPath(const std::string& program)
+{
+    const char* path = getenv("PATH");
+    std::istringstream folders(path ? path : "");
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (!folder.empty() && access((folder + "/" + program).c_str(), X_OK) == 0) return true;
+    return false;
+}
+
 void Livecode::start()
 {
     if (started) return;
     std::string build = buildDirectory();
-    if (!std::ifstream(build + "/CMakeCache.txt")) {
+    std::ifstream cache(build + "/CMakeCache.txt");
+    if (!cache) {
         logger << "Livecode: No build directory at " << build << ", saved scenes are not rebuilt" << std::endl;
+        return;
+    }
+    // Without CMake or the compiler every build would fail the same way: said once, here.
+    std::string compiler = compilerOf(cache);
+    if (access(compiler.c_str(), X_OK) != 0) {
+        logger << "Livecode: No compiler at " << compiler << ", saved scenes are not rebuilt" << std::endl;
+        return;
+    }
+    if (!onPath("cmake")) {
+        logger << "Livecode: No cmake on the PATH, saved scenes are not rebuilt" << std::endl;
         return;
     }
     started = true;

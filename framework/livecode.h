@@ -30,7 +30,8 @@ public:
         keepValue(name, &value, sizeof value);
     }
 
-    // From now on saved sources can be built: debug mode only. One log line when they cannot.
+    // From now on saved sources can be built: debug mode only. One log line when they cannot (no
+    // build directory, its compiler gone, no CMake).
     void start();
     // `file` under the scene sources was saved: the module is built again. A build that runs
     // now is stopped first: what it builds is out of date
