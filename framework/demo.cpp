@@ -266,10 +266,10 @@ static std::string oneLine(std::string text)
 bool Demo::reloadSaved(std::string file)
 {
     logger << "Watcher: " << file << " changed, reading data/ once for the reload" << std::endl;
-    std::string error;
-    if (!stage.read(error)) {
-        logger << "Watcher: Reload refused, the running version plays on: " << error << std::endl;
-        saveNotice = oneLine(error);
+    Result read = stage.read();
+    if (!read.ok()) {
+        logger << "Watcher: Reload refused, the running version plays on: " << read.reason() << std::endl;
+        saveNotice = oneLine(read.reason());
         info();  // into the title now rather than with the next second's refresh
         return false;
     }
@@ -425,12 +425,12 @@ void Demo::swapScenes(void (*registration)())
     std::map<std::string, Scene*> running;
     running.swap(scenes);
     registration();  // the incoming scenes, into the empty map
-    std::string problem;
     std::vector<Timeline> schedule;
-    if (!script.stage(scheduleFile, schedule, problem)) {  // against the incoming names
+    Result staged = script.stage(scheduleFile, schedule);  // against the incoming names
+    if (!staged.ok()) {
         deleteScenes(scenes);
         scenes.swap(running);
-        livecode.endSwap(problem);
+        livecode.endSwap(staged);
         info();
         return;
     }
@@ -447,7 +447,7 @@ void Demo::swapScenes(void (*registration)())
     initScenes();
     keepFlipBook(book, position);
     std::chrono::steady_clock::time_point handing = std::chrono::steady_clock::now();
-    livecode.endSwap("");
+    livecode.endSwap(Result());
     std::chrono::steady_clock::time_point done = std::chrono::steady_clock::now();
     logger << "Demo: Swapped in the rebuilt scenes at " << music.getPosition() << " ms, in "
            << std::chrono::duration<double, std::milli>(done - began).count() << " ms, their values taken over in "

@@ -53,15 +53,16 @@ static void quietWarning(png_structp, png_const_charp message)
 }
 
 // libpng jumps back here on a decoding error; everything it allocated is released here. An
-// unusable colour type sets `error`; a decoding error returns null and leaves it empty.
-static Image* decode(FILE* file, const std::string& filename, std::string& error)
+// unusable colour type is refused; a decoding error goes through with no picture.
+static Result decode(FILE* file, const std::string& filename, Image*& decoded)
 {
+    decoded = nullptr;
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, quietError, quietWarning);
-    if (!png) return nullptr;
+    if (!png) return Result();
     png_infop info = png_create_info_struct(png);
     if (!info) {
         png_destroy_read_struct(&png, nullptr, nullptr);
-        return nullptr;
+        return Result();
     }
 
     // A declared size beyond what GL can hold is a decoding error, not an allocation crash.
@@ -75,7 +76,7 @@ static Image* decode(FILE* file, const std::string& filename, std::string& error
             delete image;
         }
         png_destroy_read_struct(&png, &info, nullptr);
-        return nullptr;
+        return Result();
     }
 
     png_init_io(png, file);
@@ -92,8 +93,7 @@ static Image* decode(FILE* file, const std::string& filename, std::string& error
     int components = componentsOf(type, format);
     if (components == 0) {
         png_destroy_read_struct(&png, &info, nullptr);
-        error = "Image: Components error...";
-        return nullptr;
+        return Result::refuse("Image: Components error...");
     }
     logger << "Image: " << filename << " info: width=" << width << ", height=" << height << ", color=" << format
            << ", components=" << components << std::endl;
@@ -113,48 +113,48 @@ static Image* decode(FILE* file, const std::string& filename, std::string& error
     png_read_image(png, rows.data());
     png_read_end(png, nullptr);
     png_destroy_read_struct(&png, &info, nullptr);
-    return image;
+    decoded = image;
+    return Result();
 }
 
 // Opens and decodes the file. What ends a load (a file that cannot be opened, not a PNG, an
-// unusable colour type) comes back in `error`; a decoding error returns null with `error` left
-// empty. Opened without blocking: a pipe named like a picture is refused, not waited on.
-static Image* openAndDecode(const std::string& filename, std::string& error, bool staged)
+// unusable colour type) is refused; a decoding error goes through with no picture. Opened
+// without blocking: a pipe named like a picture is refused, not waited on.
+static Result openAndDecode(const std::string& filename, bool staged, Image*& image)
 {
-    std::string why;
-    int descriptor = openData(filename, why);
-    FILE* file = descriptor < 0 ? nullptr : fdopen(descriptor, "rb");
+    image = nullptr;
+    int descriptor;
+    Result opened = openData(filename, descriptor);
+    FILE* file = opened.ok() ? fdopen(descriptor, "rb") : nullptr;
     if (!file) {
-        if (descriptor >= 0) close(descriptor);
-        error = "Image: Error! " + filename + " " + (descriptor < 0 ? refusal(why, staged) : "cannot be opened") + "!";
-        return nullptr;
+        if (opened.ok()) close(descriptor);
+        std::string why = opened.ok() ? "cannot be opened" : refusal(opened.reason(), staged);
+        return Result::refuse("Image: Error! " + filename + " " + why + "!");
     }
 
     png_byte signature[8] = {0};
     size_t got = fread(signature, 1, sizeof(signature), file);
     rewind(file);
-    Image* image = nullptr;
-    if (got != sizeof(signature) || png_sig_cmp(signature, 0, sizeof(signature)) != 0)
-        error = "Image: Error! " + filename + " is not a png file!";
-    else
-        image = decode(file, filename, error);
+    Result decoded = got != sizeof(signature) || png_sig_cmp(signature, 0, sizeof(signature)) != 0
+                         ? Result::refuse("Image: Error! " + filename + " is not a png file!")
+                         : decode(file, filename, image);
     fclose(file);
-    return image;
+    return decoded;
 }
 
 Image* ImagePNG::load(std::string filename)
 {
     logger << "Image: Loading " << filename << std::endl;
-    std::string error;
-    Image* image = openAndDecode(filename, error, false);
-    if (!error.empty()) fatal(error);
+    Image* image;
+    Result loaded = openAndDecode(filename, false, image);
+    if (!loaded.ok()) fatal(loaded.reason());
     return image;
 }
 
-Image* ImagePNG::read(std::string filename, std::string& error)
+Result ImagePNG::read(std::string filename, Image*& image)
 {
     logger << "Image: Loading " << filename << std::endl;
-    Image* image = openAndDecode(filename, error, true);
-    if (!image && error.empty()) error = "Image: Error! " + filename + " could not be decoded!";
-    return image;
+    Result decoded = openAndDecode(filename, true, image);
+    if (decoded.ok() && !image) return Result::refuse("Image: Error! " + filename + " could not be decoded!");
+    return decoded;
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "image.h"
+#include "logger.h"
 
 class ImagePNG {
 public:
@@ -13,7 +14,7 @@ public:
     // cannot be opened or is no regular file, a file that is not a PNG, or an unusable colour
     // type end the program (status 1)
     Image* load(std::string filename);
-    // The same decoding for a reload on save, which hands every problem back: null with what
+    // The same decoding for a reload on save, which hands every problem back: refused with what
     // load() would end the program with, or with why libpng could not decode the picture
-    Image* read(std::string filename, std::string& error);
+    Result read(std::string filename, Image*& image);
 };

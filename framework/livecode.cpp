@@ -280,14 +280,14 @@ void Livecode::beginSwap()
     swapping = true;
 }
 
-void Livecode::endSwap(const std::string& refused)
+void Livecode::endSwap(const Result& swapped)
 {
     swapping = false;
-    if (!refused.empty()) {
+    if (!swapped.ok()) {
         incoming.clear();
         if (loaded) dlclose(loaded);
         loaded = nullptr;
-        fail("The rebuilt scenes were not swapped in", refused);
+        fail("The rebuilt scenes were not swapped in", swapped.reason());
         return;
     }
     // A value whose name or size changed starts from what the new scene gives it.

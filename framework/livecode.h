@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "logger.h"
+
 class Livecode {
 public:
     // The module's entry: registers its scenes with the director
@@ -41,11 +43,11 @@ public:
     Registration update();
 
     // Around the director's swap. Begin: the running scenes' values are taken, and what keep()
-    // names from here on belongs to the incoming scenes. End, with "": the values are handed
-    // over to the incoming scenes, now running. End with a reason (the incoming scenes deleted
+    // names from here on belongs to the incoming scenes. End, gone through: the values are
+    // handed over to the incoming scenes, now running. End, refused (the incoming scenes deleted
     // by then): their names and their module are dropped, and the reason is the error.
     void beginSwap();
-    void endSwap(const std::string& refused);
+    void endSwap(const Result& swapped);
 
     // The scene sources and the build directory: the tree and the build this program came
     // from, unless DEMO_SCENES and DEMO_SCENES_BUILD name others

@@ -1,6 +1,7 @@
 // Logger: the single log writer. Every module writes one dated line per event through the
 // global `logger`; the file exists only in debug mode, otherwise writes are dropped silently.
-// Also home of `fatal`, the one way the program ends on an error.
+// Also home of the two tiers of failure: `fatal`, the one way the program ends on an error, and
+// `Result`, the one way a rehearsal refuses something and plays on.
 //
 // The log's words are part of the program's interface: tools and people read them, so each
 // line is written exactly as it was defined, misspellings included ("Toogling", "Chaning",
@@ -12,6 +13,7 @@
 
 #include <fstream>  // Required for: std::ofstream
 #include <string>
+#include <utility>  // Required for: std::move()
 
 class Logger {
 public:
@@ -48,3 +50,28 @@ extern Logger logger;
 // it ends (the capture's unfinished file); a later call replaces it, null removes it
 void onFatal(void (*cleanup)());
 [[noreturn]] void fatal(const std::string& logLine, const std::string& message, int status);
+
+// What a rehearsal survives (a bad save, a failed build, a faulting module, a misbehaving
+// editor) comes back up as a Result, and the one who asked decides: the director keeps the
+// running version, puts the reason in the title and the log, and clears it on the next good
+// attempt. A lower module never acts on a refusal itself.
+class [[nodiscard]] Result {
+public:
+    // It went through
+    Result() : refused(false) {}
+    // It did not, and why, in words a person can act on: the file or value and what is wrong
+    static Result refuse(std::string reason)
+    {
+        Result result;
+        result.refused = true;
+        result.why = std::move(reason);
+        return result;
+    }
+
+    bool ok() const { return !refused; }
+    const std::string& reason() const { return why; }
+
+private:
+    bool refused;
+    std::string why;
+};

@@ -127,8 +127,7 @@ private:
 // read "data/demo.lua:3: ...", and a first line starting with '#' is skipped, its line end kept.
 static int compile(lua_State* state, const std::string& file, std::string& text)
 {
-    std::string why;
-    if (!readData(file, text, why)) {
+    if (!readData(file, text).ok()) {
         const char* reason = errno ? strerror(errno) : "not a regular file";
         lua_pushfstring(state, "cannot open %s: %s", file.c_str(), reason);
         return LUA_ERRFILE;
@@ -137,9 +136,9 @@ static int compile(lua_State* state, const std::string& file, std::string& text)
     return luaL_loadbuffer(state, text.data(), text.size(), ("@" + file).c_str());
 }
 
-// Compiles and runs `file` in `state` within the limits: "" on success, else the message a
-// failed load ends with.
-static std::string run(lua_State* state, const std::string& file)
+// Compiles and runs `file` in `state` within the limits; refused with the message a failed
+// load ends with.
+static Result run(lua_State* state, const std::string& file)
 {
     Budget& budget = budgetOf(state);
     budget.instructions = 0;
@@ -152,14 +151,14 @@ static std::string run(lua_State* state, const std::string& file)
     if (!budget.stopped.empty()) {
         // The limit's message, even when the script caught it: the memory's has no line of its own.
         bool located = budget.stopped.compare(0, file.size(), file) == 0;
-        return "Script: Error! " + (located ? budget.stopped : file + ": " + budget.stopped);
+        return Result::refuse("Script: Error! " + (located ? budget.stopped : file + ": " + budget.stopped));
     }
-    if (ran) return "";
+    if (ran) return Result();
 
     // The message sits at the bottom of the stack only when the chunks before returned
     // nothing; results that a script left there are reported instead.
     const char* message = lua_tostring(state, 1);
-    return std::string("Script: Error! ") + (message ? message : "(error object is not a string)");
+    return Result::refuse(std::string("Script: Error! ") + (message ? message : "(error object is not a string)"));
 }
 
 Script::Script()
@@ -173,8 +172,8 @@ Script::~Script() { lua_close(state); }
 
 bool Script::load(std::string file)
 {
-    std::string error = run(state, file);
-    if (!error.empty()) fatal(error);
+    Result ran = run(state, file);
+    if (!ran.ok()) fatal(ran.reason());
     return true;
 }
 
@@ -313,7 +312,7 @@ static void copyValues(lua_State* from, lua_State* to)
     }
 }
 
-bool Script::stage(std::string file, std::vector<Timeline>& entries, std::string& error)
+Result Script::stage(std::string file, std::vector<Timeline>& entries)
 {
     Budget budget;
     lua_State* sandbox = newState(budget);
@@ -322,8 +321,8 @@ bool Script::stage(std::string file, std::vector<Timeline>& entries, std::string
     lua_pushlightuserdata(sandbox, &entries);
     lua_pushcclosure(sandbox, collectScene, 1);
     lua_setglobal(sandbox, "addSceneToTimeline");
-    error = run(sandbox, file);
+    Result ran = run(sandbox, file);
     lua_close(sandbox);
-    if (!error.empty()) entries.clear();
-    return error.empty();
+    if (!ran.ok()) entries.clear();
+    return ran;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "logger.h"
 #include "timeline.h"
 
 struct lua_State;
@@ -37,8 +38,8 @@ public:
     // Runs the file in a sandbox of its own, without os, io or the loaders, where
     // addSceneToTimeline collects the entries into `entries` instead of scheduling them and
     // refuses a name no scene is registered under. The plain values of the one state (the
-    // settings) are there to read. False with the message load() would end the program with
-    bool stage(std::string file, std::vector<Timeline>& entries, std::string& error);
+    // settings) are there to read. Refused with the message load() would end the program with
+    Result stage(std::string file, std::vector<Timeline>& entries);
 };
 
 extern Script script;

@@ -17,26 +17,24 @@ Shader::~Shader()
     delete[] fragmentSource;
 }
 
-// The whole file as a new NUL-terminated array, or null with the message that ends a load.
-static char* readSource(const char* filename, std::string& error, bool staged)
+// The whole file as a new NUL-terminated array; refused with the message that ends a load.
+static Result readSource(const char* filename, bool staged, char*& source)
 {
     logger << "Shader: Loading file: " << filename << std::endl;
-    std::string content, why;
-    if (!readData(filename, content, why)) {
-        error = std::string("Shader: Error! ") + filename + " " + refusal(why, staged) + "!";
-        return nullptr;
-    }
+    std::string content;
+    Result read = readData(filename, content);
+    if (!read.ok()) return Result::refuse(std::string("Shader: Error! ") + filename + " " + refusal(read.reason(), staged) + "!");
 
-    char* source = new char[content.size() + 1];
+    source = new char[content.size() + 1];
     memcpy(source, content.c_str(), content.size() + 1);
-    return source;
+    return Result();
 }
 
 char* Shader::loadFile(const char* filename)
 {
-    std::string error;
-    char* source = readSource(filename, error, false);
-    if (!source) fatal(error);
+    char* source;
+    Result read = readSource(filename, false, source);
+    if (!read.ok()) fatal(read.reason());
     return source;
 }
 
@@ -95,28 +93,26 @@ static std::string infoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOG
 }
 
 // Any info log at all, warnings included, ends the program: shaders ship clean or not at all.
-// False, with the message the program ends with, when there is one. A driver that reports a
+// Refused, with the message the program ends with, when there is one. A driver that reports a
 // length of 1 for an empty log ends it too.
-static bool withoutInfoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOGPROC coreLog, unsigned int object,
-                           std::string& error)
+static Result withoutInfoLog(PFNGLGETSHADERIVPROC coreValue, PFNGLGETSHADERINFOLOGPROC coreLog, unsigned int object)
 {
-    if (objectValue(coreValue, object, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB) < 1) return true;
+    if (objectValue(coreValue, object, GL_INFO_LOG_LENGTH, GL_OBJECT_INFO_LOG_LENGTH_ARB) < 1) return Result();
     std::string text = infoLog(coreValue, coreLog, object);
     logger << "Shader: Info log: " << std::endl << text << std::endl;
-    error = "Shader: Info log: \n" + text;
-    return false;
+    return Result::refuse("Shader: Info log: \n" + text);
 }
 
 // The checks of validateShader and validateProgram, handing back what would end the program.
-static bool shaderPasses(unsigned int shader, std::string& error)
+static Result shaderPasses(unsigned int shader)
 {
     logger << "Shader: Validating shader: " << shader << std::endl;
     if (!objectValue(glGetShaderiv, shader, GL_COMPILE_STATUS, GL_OBJECT_COMPILE_STATUS_ARB))
         report("Shader: Error compiling " + std::to_string(shader));
-    return withoutInfoLog(glGetShaderiv, glGetShaderInfoLog, shader, error);
+    return withoutInfoLog(glGetShaderiv, glGetShaderInfoLog, shader);
 }
 
-static bool programPasses(unsigned int program, std::string& error)
+static Result programPasses(unsigned int program)
 {
     logger << "Shader: Validating program: " << program << std::endl;
     coreShaders() ? glValidateProgram(program) : glValidateProgramARB(program);
@@ -124,33 +120,33 @@ static bool programPasses(unsigned int program, std::string& error)
         report("Shader: Error validating program " + std::to_string(program));
     if (!objectValue(glGetProgramiv, program, GL_LINK_STATUS, GL_OBJECT_LINK_STATUS_ARB))
         report("Shader: Error linking program " + std::to_string(program));
-    return withoutInfoLog(glGetProgramiv, glGetProgramInfoLog, program, error);
+    return withoutInfoLog(glGetProgramiv, glGetProgramInfoLog, program);
 }
 
 // Whether the program linked, with the linker's own words when it did not. Read before the
 // validation, which replaces the program's log with its own.
-static bool linked(unsigned int program, std::string& error)
+static Result linked(unsigned int program)
 {
-    if (objectValue(glGetProgramiv, program, GL_LINK_STATUS, GL_OBJECT_LINK_STATUS_ARB)) return true;
+    if (objectValue(glGetProgramiv, program, GL_LINK_STATUS, GL_OBJECT_LINK_STATUS_ARB)) return Result();
     std::string log = infoLog(glGetProgramiv, glGetProgramInfoLog, program);
     while (!log.empty() && (log.back() == '\n' || log.back() == ' ')) log.pop_back();
-    error = "Shader: Error linking program " + std::to_string(program) + (log.empty() ? "" : ": " + log);
+    std::string error = "Shader: Error linking program " + std::to_string(program) + (log.empty() ? "" : ": " + log);
     logger << error << std::endl;
-    return false;
+    return Result::refuse(error);
 }
 
 void Shader::init(std::string, const char* vertexFile, const char* fragmentFile)
 {
-    std::string error;
-    if (!build(vertexFile, fragmentFile, error, false)) fatal(error);
+    Result built = build(vertexFile, fragmentFile, false);
+    if (!built.ok()) fatal(built.reason());
 }
 
-bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string& error, bool staged)
+Result Shader::build(const char* vertexFile, const char* fragmentFile, bool staged)
 {
-    vertexSource = readSource(vertexFile, error, staged);
-    if (!vertexSource) return false;
-    fragmentSource = readSource(fragmentFile, error, staged);
-    if (!fragmentSource) return false;
+    Result read = readSource(vertexFile, staged, vertexSource);
+    if (!read.ok()) return read;
+    read = readSource(fragmentFile, staged, fragmentSource);
+    if (!read.ok()) return read;
 
     bool core = coreShaders();
     if (core) {
@@ -159,7 +155,7 @@ bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string
         logger << "Shader: Using OpenGL ARB shader! - NOT DONE YET!" << std::endl;
     } else {
         logger << "Shader: GLSL is not supported!" << std::endl;
-        return true;
+        return Result();
     }
 
     logger << "Shader: Creating vertex shader object: " << vertexFile << std::endl;
@@ -168,7 +164,8 @@ bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string
            << std::endl;
     logger << "Shader: Compiling vertex shader: " << vertexFile << std::endl;
     compile(core, vertexShader, vertexSource);
-    if (!shaderPasses(vertexShader, error)) return false;
+    Result passed = shaderPasses(vertexShader);
+    if (!passed.ok()) return passed;
 
     logger << "Shader: Creating fragment shader object: " << fragmentFile << std::endl;
     fragmentShader = createShader(core, GL_FRAGMENT_SHADER);
@@ -178,7 +175,8 @@ bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string
            << std::endl;
     logger << "Shader: Compiling fragment shader: " << fragmentFile << std::endl;
     compile(core, fragmentShader, fragmentSource);
-    if (!shaderPasses(fragmentShader, error)) return false;
+    passed = shaderPasses(fragmentShader);
+    if (!passed.ok()) return passed;
 
     logger << "Shader: Creating program object: " << program << std::endl;
     program = core ? glCreateProgram() : glCreateProgramObjectARB();
@@ -190,20 +188,23 @@ bool Shader::build(const char* vertexFile, const char* fragmentFile, std::string
     core ? glAttachShader(program, fragmentShader) : glAttachObjectARB(program, fragmentShader);
     logger << "Shader: Linking program object: " << program << std::endl;
     core ? glLinkProgram(program) : glLinkProgramARB(program);
-    if (staged && !linked(program, error)) return false;
-    return programPasses(program, error);
+    if (staged) {
+        passed = linked(program);
+        if (!passed.ok()) return passed;
+    }
+    return programPasses(program);
 }
 
 void Shader::validateShader(unsigned int shader)
 {
-    std::string error;
-    if (!shaderPasses(shader, error)) fatal(error);
+    Result passed = shaderPasses(shader);
+    if (!passed.ok()) fatal(passed.reason());
 }
 
 void Shader::validateProgram(unsigned int program)
 {
-    std::string error;
-    if (!programPasses(program, error)) fatal(error);
+    Result passed = programPasses(program);
+    if (!passed.ok()) fatal(passed.reason());
 }
 
 // Called while drawing, so the cheap GLEW flags rather than a version-string look-up. Without

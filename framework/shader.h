@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "logger.h"
+
 class Shader {
 public:
     char* vertexSource;
@@ -59,7 +61,7 @@ public:
 
     void release();
 
-    // Everything init does, stopping where init would end the program: false, with that
+    // Everything init does, stopping where init would end the program: refused, with that
     // message. Staged (for a reload on save), a pair that does not link is refused as well
-    bool build(const char* vertexFile, const char* fragmentFile, std::string& error, bool staged);
+    Result build(const char* vertexFile, const char* fragmentFile, bool staged);
 };

@@ -16,32 +16,28 @@ static const char* const shaderDirectory = "data/shaders/";
 static const char* const unevenCount = "Shader manager: Error! File count is not even!";
 
 // Both halves of every pair, each list in byte-wise order: its i-th entries form one shader.
-static bool listPairs(std::vector<std::string>& vertexFiles, std::vector<std::string>& fragmentFiles,
-                      std::string& error)
+static Result listPairs(std::vector<std::string>& vertexFiles, std::vector<std::string>& fragmentFiles)
 {
-    if (!utils.listFiles(shaderDirectory, ".vert", vertexFiles, error) ||
-        !utils.listFiles(shaderDirectory, ".frag", fragmentFiles, error))
-        return false;
+    Result listed = utils.listFiles(shaderDirectory, ".vert", vertexFiles);
+    if (listed.ok()) listed = utils.listFiles(shaderDirectory, ".frag", fragmentFiles);
     std::sort(vertexFiles.begin(), vertexFiles.end());
     std::sort(fragmentFiles.begin(), fragmentFiles.end());
-    return true;
+    return listed;
 }
 
 void Shadermanager::loadShaders()
 {
-    std::string error;
-    if (!buildShaders(shaders, false, error)) fatal(error);
+    Result built = buildShaders(shaders, false);
+    if (!built.ok()) fatal(built.reason());
 }
 
-bool Shadermanager::buildShaders(std::map<std::string, Shader*>& into, bool staged, std::string& error)
+Result Shadermanager::buildShaders(std::map<std::string, Shader*>& into, bool staged)
 {
     std::vector<std::string> vertexFiles, fragmentFiles;
-    if (!listPairs(vertexFiles, fragmentFiles, error)) return false;
+    Result listed = listPairs(vertexFiles, fragmentFiles);
+    if (!listed.ok()) return listed;
     if (!staged) loader.addSteps(static_cast<int>(vertexFiles.size()));
-    if (vertexFiles.size() != fragmentFiles.size()) {
-        error = unevenCount;
-        return false;
-    }
+    if (vertexFiles.size() != fragmentFiles.size()) return Result::refuse(unevenCount);
 
     for (size_t i = 0; i < vertexFiles.size(); i++) {
         std::string name = vertexFiles[i].substr(0, vertexFiles[i].size() - 5);  // without ".vert"
@@ -49,19 +45,21 @@ bool Shadermanager::buildShaders(std::map<std::string, Shader*>& into, bool stag
         std::string vertexPath = shaderDirectory + vertexFiles[i];
         std::string fragmentPath = shaderDirectory + fragmentFiles[i];
         Shader* shader = new Shader();
-        if (!shader->build(vertexPath.c_str(), fragmentPath.c_str(), error, staged)) {
+        Result built = shader->build(vertexPath.c_str(), fragmentPath.c_str(), staged);
+        if (!built.ok()) {
             // At start-up the program ends on the spot; staged, the half-built pair goes.
             if (staged) {
-                error = vertexPath + ", " + fragmentPath + ": " + error;
+                built = Result::refuse(vertexPath + ", " + fragmentPath + ": " + built.reason());
                 shader->release();
             }
             delete shader;
-            return false;
+            return built;
         }
         into[name] = shader;
-        if (!stage.advance(staged, "shaders", error)) return false;
+        Result going = stage.advance(staged, "shaders");
+        if (!going.ok()) return going;
     }
-    return true;
+    return Result();
 }
 
 Shader* Shadermanager::getShader(std::string name)

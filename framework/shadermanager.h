@@ -19,9 +19,9 @@ public:
     void freeShaders();
 
     // Lists the pairs and builds each into `into`, as loadShaders does, handing problems back:
-    // false at the first, with its message. Staged (for a reload on save) nothing is drawn, a
+    // refused at the first, with its message. Staged (for a reload on save) nothing is drawn, a
     // pair that does not link is refused, and the message names the pair
-    bool buildShaders(std::map<std::string, Shader*>& into, bool staged, std::string& error);
+    Result buildShaders(std::map<std::string, Shader*>& into, bool staged);
     // The show's shaders make way for `staged`, which the manager owns from then on
     void takeShaders(std::map<std::string, Shader*>& staged);
 };

@@ -17,15 +17,13 @@ Stage::~Stage() { discard(); }
 void Stage::require(std::string picture) { required.insert(picture); }
 
 // A scene binding a picture that is gone would end the program: such a set is refused.
-static bool everyBoundPicture(const Stage& staged, std::string& error)
+static Result everyBoundPicture(const Stage& staged)
 {
     for (const std::string& picture : staged.required)
-        if (staged.images.find(picture) == staged.images.end()) {
-            error = "Texture manager: Error! " + std::string(textureDirectory) + picture +
-                    " does not exist, and a scene binds it!";
-            return false;
-        }
-    return true;
+        if (staged.images.find(picture) == staged.images.end())
+            return Result::refuse("Texture manager: Error! " + std::string(textureDirectory) + picture +
+                                  " does not exist, and a scene binds it!");
+    return Result();
 }
 
 // Pictures of fewer than four components are drawn garbled (their rows are laid out four
@@ -38,31 +36,32 @@ static std::string garbled(const std::map<std::string, Image*>& images)
     return names.empty() ? "" : "Texture manager: Warning! " + names + ": fewer than four components, drawn garbled";
 }
 
-bool Stage::read(std::string& error)
+Result Stage::read()
 {
     discard();
-    bool complete = script.stage(scheduleFile, schedule, error) && advance(true, "schedule", error) &&
-                    shadermanager.buildShaders(shaders, true, error) &&
-                    texturemanager.decodeImages(images, true, error) && everyBoundPicture(*this, error);
-    if (!complete) {
+    Result complete = script.stage(scheduleFile, schedule);
+    if (complete.ok()) complete = advance(true, "schedule");
+    if (complete.ok()) complete = shadermanager.buildShaders(shaders, true);
+    if (complete.ok()) complete = texturemanager.decodeImages(images, true);
+    if (complete.ok()) complete = everyBoundPicture(*this);
+    if (!complete.ok()) {
         discard();
-        return false;
+        return complete;
     }
     warning = garbled(images);
     if (!warning.empty()) logger << warning << std::endl;
-    return true;
+    return complete;
 }
 
-bool Stage::advance(bool staged, std::string what, std::string& error)
+Result Stage::advance(bool staged, std::string what)
 {
     if (!staged) {
         loader.advance(1);
         loader.draw(what);
-        return true;
+        return Result();
     }
-    if (!between || between()) return true;
-    error = "Stage: Reading abandoned after the " + what;
-    return false;
+    if (!between || between()) return Result();
+    return Result::refuse("Stage: Reading abandoned after the " + what);
 }
 
 void Stage::swap()

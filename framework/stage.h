@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "image.h"
+#include "logger.h"
 #include "shader.h"
 #include "timeline.h"
 
@@ -31,11 +32,11 @@ public:
 
     // A picture a scene binds: a set without it is refused
     void require(std::string picture);
-    // Reads everything once; false with the first fault, and nothing staged
-    bool read(std::string& error);
+    // Reads everything once; refused with the first fault, and nothing staged
+    Result read();
     // After each file a load reads: at start-up and on the keys a step of the loading screen,
-    // staged a call of `between`. False, with why, when that abandons the reading
-    bool advance(bool staged, std::string what, std::string& error);
+    // staged a call of `between`. Refused when that abandons the reading
+    Result advance(bool staged, std::string what);
     // The show's schedule, shaders and pictures make way for the staged ones
     void swap();
     // Lets go of whatever is staged

@@ -27,16 +27,17 @@ static std::map<std::string, unsigned int>& retired()
 void Texturemanager::loadImages()
 {
     std::map<std::string, Image*> decoded;
-    std::string error;
-    if (!decodeImages(decoded, false, error)) fatal(error);
+    Result decodedAll = decodeImages(decoded, false);
+    if (!decodedAll.ok()) fatal(decodedAll.reason());
     for (const auto& [name, image] : decoded) addImage(name, image);
     uploadImages();
 }
 
-bool Texturemanager::decodeImages(std::map<std::string, Image*>& into, bool staged, std::string& error)
+Result Texturemanager::decodeImages(std::map<std::string, Image*>& into, bool staged)
 {
     std::vector<std::string> files;
-    if (!utils.listFiles(textureDirectory, ".png", files, error)) return false;
+    Result listed = utils.listFiles(textureDirectory, ".png", files);
+    if (!listed.ok()) return listed;
     if (!staged) loader.addSteps(static_cast<int>(files.size()) * 2);  // one to decode, one to upload
 
     ImagePNG png;
@@ -44,8 +45,13 @@ bool Texturemanager::decodeImages(std::map<std::string, Image*>& into, bool stag
         logger << "Texture manager: Adding image " << files[i] << std::endl;
         // A file found in a sub-directory is opened at the top level all the same.
         std::string path = textureDirectory + files[i];
-        Image* image = staged ? png.read(path, error) : png.load(path);
-        if (staged && !image) return false;
+        Image* image = nullptr;
+        if (staged) {
+            Result read = png.read(path, image);
+            if (!read.ok()) return read;
+        } else {
+            image = png.load(path);
+        }
         if (image) {
             // The same name found twice (once in a sub-directory): the later decoding stays.
             Image*& kept = into[files[i]];
@@ -55,9 +61,10 @@ bool Texturemanager::decodeImages(std::map<std::string, Image*>& into, bool stag
             }
             kept = image;
         }
-        if (!stage.advance(staged, "images", error)) return false;
+        Result going = stage.advance(staged, "images");
+        if (!going.ok()) return going;
     }
-    return true;
+    return Result();
 }
 
 void Texturemanager::addImage(std::string name, Image* image) { images[name] = image; }

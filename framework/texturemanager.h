@@ -9,6 +9,7 @@
 #include <string>
 
 #include "image.h"
+#include "logger.h"
 #include "texture.h"
 
 class Texturemanager {
@@ -29,9 +30,9 @@ public:
     void clearImages();
 
     // Lists and decodes every picture into `into`, as loadImages does, handing problems back:
-    // false at the first, with its message. Staged (for a reload on save) nothing is drawn,
+    // refused at the first, with its message. Staged (for a reload on save) nothing is drawn,
     // and a picture libpng cannot decode is refused rather than skipped
-    bool decodeImages(std::map<std::string, Image*>& into, bool staged, std::string& error);
+    Result decodeImages(std::map<std::string, Image*>& into, bool staged);
     // The show's pictures make way for `staged`, which the manager owns from then on. A
     // picture kept under its name keeps its GL name; the GL names of pictures no longer there
     // are deleted

@@ -19,12 +19,11 @@ namespace fs = boost::filesystem;
 
 void Utils::iterateDirectory(std::string directory, std::string extension, std::vector<std::string>& files)
 {
-    std::string error;
-    if (!listFiles(directory, extension, files, error)) fatal(error);
+    Result listed = listFiles(directory, extension, files);
+    if (!listed.ok()) fatal(listed.reason());
 }
 
-bool Utils::listFiles(const std::string& directory, const std::string& extension, std::vector<std::string>& files,
-                      std::string& error)
+Result Utils::listFiles(const std::string& directory, const std::string& extension, std::vector<std::string>& files)
 {
     boost::system::error_code code;
     std::string at = directory;  // what the walk was reading when it failed
@@ -36,18 +35,18 @@ bool Utils::listFiles(const std::string& directory, const std::string& extension
         if (fs::is_directory(it->status(unknown))) continue;
         if (it->path().extension().string() == extension) files.push_back(it->path().filename().string());
     }
-    if (!code) return true;
-    error = "Utils: Error! Cannot list " + at + ": " + code.message();
-    return false;
+    if (!code) return Result();
+    return Result::refuse("Utils: Error! Cannot list " + at + ": " + code.message());
 }
 
-int openData(const std::string& path, std::string& why)
+Result openData(const std::string& path, int& file)
 {
-    int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     int reason = errno;
     struct stat status;
-    if (file >= 0 && fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return file;
+    if (file >= 0 && fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return Result();
 
+    std::string why;
     if (file >= 0) {
         close(file);
         why = "is not a regular file";
@@ -59,23 +58,25 @@ int openData(const std::string& path, std::string& why)
     } else {
         why = std::string("cannot be opened (") + strerror(reason) + ")";
     }
+    file = -1;
     errno = reason;
-    return -1;
+    return Result::refuse(why);
 }
 
-bool readData(const std::string& path, std::string& text, std::string& why)
+Result readData(const std::string& path, std::string& text)
 {
-    int file = openData(path, why);
-    if (file < 0) return false;
+    int file;
+    Result opened = openData(path, file);
+    if (!opened.ok()) return opened;
     text.clear();
     char buffer[65536];
     ssize_t got;
     while ((got = read(file, buffer, sizeof(buffer))) > 0) text.append(buffer, static_cast<size_t>(got));
     int reason = errno;
-    if (got < 0) why = std::string("cannot be read (") + strerror(reason) + ")";
     close(file);
     errno = reason;
-    return got == 0;
+    if (got < 0) return Result::refuse(std::string("cannot be read (") + strerror(reason) + ")");
+    return Result();
 }
 
 std::string refusal(const std::string& why, bool staged)

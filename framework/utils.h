@@ -7,27 +7,28 @@
 #include <string>
 #include <vector>
 
+#include "logger.h"
+
 class Utils {
 public:
     // Appends the bare names of the files under `directory` (sub-directories included) whose
     // extension is exactly `extension` (".png"), in the order the file system yields them.
     // A directory that cannot be walked ends the program (status 1)
     void iterateDirectory(std::string directory, std::string extension, std::vector<std::string>& files);
-    // The same walk, handing back what stops it: false with "Utils: Error! Cannot list <the
+    // The same walk, handing back what stops it: refused with "Utils: Error! Cannot list <the
     // folder that failed>: <reason>"
-    bool listFiles(const std::string& directory, const std::string& extension, std::vector<std::string>& files,
-                   std::string& error);
+    Result listFiles(const std::string& directory, const std::string& extension, std::vector<std::string>& files);
 };
 
 extern Utils utils;
 
 // Opens a data file for reading only if it is a regular file, never waiting on it (a pipe, a
-// device): the descriptor, or -1 with why in the words of a message ("does not exist", "is
+// device), into `file`; refused with why in the words of a message ("does not exist", "is
 // unreadable", "is not a regular file", "cannot be opened (<reason>)") and errno set to the
 // system's reason, 0 for a file that is not regular
-int openData(const std::string& path, std::string& why);
-// The whole of a data file opened as openData does; false with why, as openData gives it
-bool readData(const std::string& path, std::string& text, std::string& why);
+Result openData(const std::string& path, int& file);
+// The whole of a data file opened as openData does; refused as openData refuses
+Result readData(const std::string& path, std::string& text);
 // What a load says of a file that openData refused. At start-up and on the keys a file that
 // cannot be opened "does not exist", whatever the reason; a reload on save (`staged`) gives the
 // reason. A file that is not regular is named so either way: reading it could wait for ever.

@@ -178,9 +178,9 @@ TEST_F(ReloadOnSave, PicturesGoneLoseTheirGLNamesAndPicturesKeptKeepThem)
     EXPECT_EQ(texturemanager.getID("ri_hest_ri0.png"), kept);
 
     copy.remove("data/textures/ri_hest_ri0.png");
-    std::string error;
-    EXPECT_FALSE(stage.read(error));
-    EXPECT_EQ(error, "Texture manager: Error! data/textures/ri_hest_ri0.png does not exist, and a scene binds it!");
+    Result read = stage.read();
+    EXPECT_FALSE(read.ok());
+    EXPECT_EQ(read.reason(), "Texture manager: Error! data/textures/ri_hest_ri0.png does not exist, and a scene binds it!");
 }
 
 using Sandbox = InACopy;
@@ -205,17 +205,17 @@ TEST_F(Sandbox, ScheduleReadForAReloadReachesNoSystemAndStopsAtItsLimits)
     for (const auto& [lua, message] : refused) {
         copy.schedule(lua);
         std::vector<Timeline> entries;
-        std::string error;
-        EXPECT_FALSE(script.stage("data/demo.lua", entries, error)) << lua;
-        EXPECT_EQ(error, message) << lua;
+        Result staged = script.stage("data/demo.lua", entries);
+        EXPECT_FALSE(staged.ok()) << lua;
+        EXPECT_EQ(staged.reason(), message) << lua;
         EXPECT_TRUE(entries.empty()) << lua;
     }
 
     // The settings are there to read, as they are for the schedule at start-up.
     copy.schedule("addSceneToTimeline('credits', 0, WIDTH)\naddSceneToTimeline(TITLE and 'greets', '7', 8.9)");
     std::vector<Timeline> entries;
-    std::string error;
-    ASSERT_TRUE(script.stage("data/demo.lua", entries, error)) << error;
+    Result staged = script.stage("data/demo.lua", entries);
+    ASSERT_TRUE(staged.ok()) << staged.reason();
     ASSERT_EQ(entries.size(), 2u);
     EXPECT_EQ(entries[0].end, 800);
     EXPECT_EQ(entries[1].name + " " + std::to_string(entries[1].start) + "-" + std::to_string(entries[1].end),
