@@ -34,6 +34,7 @@ faults=(
 "framework/texturemanager.cpp|/void Texturemanager::bindTexture(std::string name)$/,/^}/s/that does not exist!/that is missing!/|changed message for an unknown picture"
 "framework/texturemanager.cpp|/glDeleteTextures(1, \&it->second);/d|a picture renamed on save keeps its memory"
 "framework/demo.cpp|s/    saveNotice = oneLine(stage.warning);/    if (!stage.warning.empty()) saveNotice = oneLine(stage.warning);/|a refused save's message stays in the title after a good save"
+"framework/demo.cpp|s/    timer.changePosition(static_cast<int>(position));/    timer.changePosition(0);/|Shift+Backspace starts the music again from 0"
 "framework/demo.cpp|s/    if (!wasPaused) timer.pause(false);/    timer.pause(false);/|a save while paused resumes the music"
 "framework/timer.cpp|s/(music.getPosition() \/ 10) % 100/(music.getPosition() \/ 100) % 100/|printed hundredths wrong"
 "framework/demo.cpp|s/\" - FPS: \"/\" FPS: \"/|status line in the title loses a dash"

@@ -9,11 +9,13 @@
 #include <filesystem>
 
 #include "framework/demo.h"
+#include "framework/music.h"
 #include "framework/scene.h"
 #include "framework/script.h"
 #include "framework/stage.h"
 #include "framework/texturemanager.h"
 #include "framework/timeline.h"
+#include "framework/timer.h"
 #include "framework/watcher.h"
 #include "scenes/show.h"
 #include "tests/support/drawing.h"
@@ -162,6 +164,16 @@ TEST_F(ReloadOnSave, SwapsInWhatItReadWhateverIsSavedDuringTheReading)
     EXPECT_FALSE(demo.reloadSaved("data/demo.lua"));
     EXPECT_EQ(scheduled(), std::vector<std::string>{"credits 0-5000"});
     EXPECT_EQ(uploaded("credits.png").r, 220);
+}
+
+// Shift + Backspace reads everything again and goes on where the music was, however long that took.
+TEST_F(ReloadOnSave, TheReloadKeyGoesOnFromTheMusicPosition)
+{
+    timer.start();
+    music.setPosition(40000);
+    demo.reload();
+    EXPECT_GE(music.getPosition(), 40000);
+    EXPECT_LT(music.getPosition(), 45000) << "not from the start";
 }
 
 // A reload on save lets go of what it no longer has (a picture renamed twenty times must not
