@@ -95,7 +95,10 @@ protected:
         const std::string said = (mistake.taken ? "" : refused) + mistake.message;
         int saidBefore = occurrences(demo.log(), said);
         mistake.spoil();
-        ASSERT_TRUE(waitFor(20, [&] { return occurrences(demo.log(), said) > saidBefore; })) << said;
+        // A warning is logged while the reload it belongs to is still going on: its end is awaited.
+        ASSERT_TRUE(waitFor(20, [&] {
+            return occurrences(demo.log(), said) > saidBefore && reloads() >= before + mistake.taken;
+        })) << said;
         EXPECT_EQ(reloads(), before + mistake.taken) << mistake.message;
         std::string title;
         EXPECT_TRUE(waitFor(5, [&] { return (title = demo.title()).find(mistake.message) != std::string::npos; }))
