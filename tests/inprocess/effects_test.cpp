@@ -65,10 +65,11 @@ TEST_F(Effect, ParallaxLayersScrollLeftByOneTwoAndFourThousandthsPerFrame)
     EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
     expectStacksAsFound();
 
-    testing::internal::CaptureStdout();
-    scroll("up");
-    scroll("up");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "wrong direction.. :p\nwrong direction.. :p\n");
+    std::string said = drawing::written(1, [&] {
+        scroll("up");
+        scroll("up");
+    });
+    EXPECT_EQ(said, "wrong direction.. :p\nwrong direction.. :p\n");
     EXPECT_NEAR(risingEdge(5 / 6.0f, {0, 0, 255}), 0.596, 0.002) << "an unknown direction stops the layers";
 }
 
@@ -96,9 +97,9 @@ TEST_F(Effect, SlideStandsAtItsOffsetOnTheMusicClockInEachDirection)
     expectStacksAsFound();
 
     slideAt("right-out", 1250);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(slideAt("up", 1750), "...AAAAABB") << "an unknown direction draws at the last offset";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "wrong direction.. :p\n");
+    std::string drawn;
+    EXPECT_EQ(drawing::written(1, [&] { drawn = slideAt("up", 1750); }), "wrong direction.. :p\n");
+    EXPECT_EQ(drawn, "...AAAAABB") << "an unknown direction draws at the last offset";
 }
 
 TEST_F(Effect, FlashFadesOverTwentyFramesThenStartsAgain)

@@ -3,6 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+
 #include "framework/logger.h"
 #include "framework/music.h"
 #include "framework/texture.h"
@@ -110,6 +116,22 @@ unsigned int texture(const std::string& name, int width, int height,
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, data.data());
     texturemanager.textures[name] = made;  // a texture replaced here is the test's to lose
     return made->id;
+}
+
+std::string written(int descriptor, const std::function<void()>& act)
+{
+    fixture::Directory scratch;
+    std::cout.flush();
+    fflush(nullptr);
+    int saved = dup(descriptor), file = open(scratch.file("written").c_str(), O_WRONLY | O_CREAT, 0644);
+    dup2(file, descriptor);
+    close(file);
+    act();
+    std::cout.flush();
+    fflush(nullptr);
+    dup2(saved, descriptor);
+    close(saved);
+    return scratch.read("written");
 }
 
 LogCapture::LogCapture()

@@ -39,6 +39,9 @@ void blankFrame();
 unsigned int texture(const std::string& name, int width, int height,
                      const std::function<fixture::Rgba(int, int)>& texel);
 
+// What the program writes on standard output (1) or standard error (2) while `act` runs
+std::string written(int descriptor, const std::function<void()>& act);
+
 // Points the program's log at a scratch file, whatever DEBUG says, and reads it back as lines
 // without their date prefix.
 class LogCapture {
