@@ -35,14 +35,15 @@ dlopened=(libSDL2-2.0.so.0)
 limits=(GLIBC_2.35 GLIBCXX_3.4.30 CXXABI_1.3.13)
 
 [ -x "$build/demo" ] || fail "no program at $build/demo: build it first (make build)"
-grep -qx 'CMAKE_BUILD_TYPE:STRING=Release' "$build/CMakeCache.txt" ||
-    fail "$build is not a Release build: configure it with -DCMAKE_BUILD_TYPE=Release"
+grep -qx 'CMAKE_BUILD_TYPE:STRING=Release' "$build/CMakeCache.txt" &&
+    ! grep -qx 'DEMO_SANITIZE:BOOL=ON' "$build/CMakeCache.txt" ||
+    fail "$build is not a plain Release build: configure it with -DCMAKE_BUILD_TYPE=Release"
 for folder in data/textures data/shaders data/audio; do
     [ -d "$folder" ] || fail "no $folder: build the content first (make build)"
 done
 
 showing=$(lua5.1 scripts/release/showing.lua data/config.lua) || exit 1
-read_setting() { lua5.1 -e "dofile('data/config.lua') io.write(tostring($1))"; }
+read_setting() { lua5.1 -e "dofile('data/config.lua') io.write(tostring($1 or ''))"; }
 title=$(read_setting TITLE)
 version=$(read_setting VERSION)
 music=$(read_setting MUSIC)

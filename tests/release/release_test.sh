@@ -25,9 +25,10 @@ fi
 work=$(mktemp -d)
 trap 'kill $(jobs -p) $xvfb 2>/dev/null || true; rm -rf --one-file-system "$work"' EXIT
 xvfb=
-zips=("$release"/*-linux-x86_64.zip)
-[ ${#zips[@]} = 1 ] && [ -f "${zips[0]}" ] || fail "not one archive in $release: ${zips[*]}"
-unzip -q "${zips[0]}" -d "$work/archive"
+zip=
+for made in "$release"/*-linux-x86_64.zip; do [ "$made" -nt "$zip" ] && zip=$made; done
+[ -f "$zip" ] || fail "no archive in $release"
+unzip -q "$zip" -d "$work/archive"
 folder=$(echo "$work/archive"/*)
 name=${folder##*/}
 
