@@ -19,7 +19,7 @@ fail() {
 # The showing's mounts are made where no other process sees them, and go with this process.
 if [ "$check" = showing ] && [ -z "${RELEASE_TEST_ALONE:-}" ]; then
     [ "$(id -u)" = 0 ] || fail "playing the archive in a Debian root needs root rights (mounts, chroot)"
-    exec env RELEASE_TEST_ALONE=1 unshare -m --propagation private "$0" "$@"
+    exec env RELEASE_TEST_ALONE=1 unshare -m --propagation private bash "$0" "$@"
 fi
 
 work=$(mktemp -d)
