@@ -5,7 +5,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=Release
 
-.PHONY: all setup configure build run video test bench clean
+.PHONY: all setup configure build run video release test bench clean
 
 all: build
 
@@ -27,6 +27,12 @@ run: build
 # the fastest one's size without a visible loss; needs no display.
 video: build
 	@$(BUILD)/capture --size 1920x1080 --fps 60 --quality good --output $(BUILD)/demo.mp4 $(ARGS)
+
+# The archive a party's compo machine plays and viewers download, from the program and content
+# alone: $(BUILD)/release/<title>-linux-x86_64.zip (scripts/release.sh)
+release: configure
+	@cmake --build $(BUILD) -j $(JOBS) --target demo content
+	@bash scripts/release.sh $(BUILD)
 
 test: build
 	@cd $(BUILD) && bash ../scripts/with-display.sh ctest --output-on-failure -j $(JOBS)

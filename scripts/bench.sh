@@ -14,6 +14,9 @@ done
 # Whole-program figures on the real data: scene frame rates, start-up time, screenshots
 bash "$here/../bench/scenes.sh" "$build"
 
+# The release archive's size and start-up against the build tree's
+(cd "$here/.." && bash bench/release.sh "$build")
+
 # The capture's rate against bare drawing (the whole-demo captures: bench/capture.sh <build> whole)
 bash "$here/../bench/capture.sh" "$build"
 
