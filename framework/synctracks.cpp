@@ -39,7 +39,7 @@ enum Command { SET_KEY = 0, DELETE_KEY = 1, GET_TRACK = 2, SET_ROW = 3, PAUSE = 
 // may not send (GET_TRACK is the demo's)
 static const size_t commandSize[] = {14, 9, 0, 5, 2, 1};
 
-// More keys than a track of an hour at a thousand rows a second never needs: a file or an
+// A million keys (12 MB) a track at most: far more than a production keys, and a file or an
 // editor that claims more is refused before it fills the memory.
 static const size_t maxKeys = 1 << 20;
 
@@ -57,11 +57,13 @@ static const unsigned int retryMs = 1000;
 static const unsigned int dialMs = 1000;
 static const unsigned int greetingMs = 3000;
 
+// The editor's integers
 static uint32_t bigEndian(const unsigned char* bytes)
 {
     return uint32_t(bytes[0]) << 24 | uint32_t(bytes[1]) << 16 | uint32_t(bytes[2]) << 8 | bytes[3];
 }
 
+// The track files' integers
 static uint32_t littleEndian(const unsigned char* bytes)
 {
     return uint32_t(bytes[3]) << 24 | uint32_t(bytes[2]) << 16 | uint32_t(bytes[1]) << 8 | bytes[0];
@@ -77,6 +79,7 @@ static void putLittleEndian(std::string& bytes, uint32_t value)
     for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(value >> shift);
 }
 
+// A float and its IEEE-754 bits, both ways
 static float floatOf(uint32_t bits)
 {
     float value;
@@ -91,6 +94,7 @@ static uint32_t bitsOf(float value)
     return bits;
 }
 
+// Alike to the bit, so that a NaN a file holds is the same NaN
 static bool sameKeys(const Synctracks::Keys& a, const Synctracks::Keys& b)
 {
     if (a.size() != b.size()) return false;
@@ -161,6 +165,16 @@ static bool nameOf(const std::string& file, std::string& name)
     return fileable(name) && fileOf(name) == file;
 }
 
+// What is wrong with key `i` of a file, after the keys before it: "" for nothing
+static std::string faultOf(const Synctracks::Keys& keys, size_t i)
+{
+    const Synctracks::Key& key = keys[i];
+    if (key.interpolation > 3) return " has the interpolation " + std::to_string(key.interpolation) + ", over 3";
+    if (key.row < 0) return " lies before the first row";
+    if (i > 0 && key.row <= keys[i - 1].row) return " does not come after row " + std::to_string(keys[i - 1].row);
+    return "";
+}
+
 // The keys of the track file at `path`, checked
 static Result readTrack(const std::string& path, Synctracks::Keys& keys)
 {
@@ -184,15 +198,11 @@ static Result readTrack(const std::string& path, Synctracks::Keys& keys)
     keys.resize(count);
     for (uint32_t i = 0; i < count; i++) {
         const unsigned char* at = bytes + 4 + 9 * i;
-        Synctracks::Key& key = keys[i];
-        key = {static_cast<int>(littleEndian(at)), floatOf(littleEndian(at + 4)), at[8]};
-        std::string fault =
-            key.interpolation > 3 ? " has the interpolation " + std::to_string(key.interpolation) + ", over 3"
-            : key.row < 0         ? " lies before the first row"
-            : i > 0 && key.row <= keys[i - 1].row ? " does not come after row " + std::to_string(keys[i - 1].row)
-                                                  : "";
+        keys[i] = {static_cast<int>(littleEndian(at)), floatOf(littleEndian(at + 4)), at[8]};
+        std::string fault = faultOf(keys, i);
         if (!fault.empty())
-            return Result::refuse(error + ": key " + std::to_string(i) + " at row " + std::to_string(key.row) + fault);
+            return Result::refuse(error + ": key " + std::to_string(i) + " at row " + std::to_string(keys[i].row) +
+                                  fault);
     }
     return Result();
 }
@@ -227,11 +237,12 @@ static Result writeTrack(const std::string& path, const Synctracks::Keys& keys)
     mode_t mask = umask(0);
     umask(mask);
     fchmod(file, 0666 & ~mask);
-    bool written = write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-    int reason = errno;
-    written = close(file) == 0 && written;
-    if (written && rename(temporary.data(), target.c_str()) == 0) return Result();
-    reason = written ? errno : reason;
+    // Each step's failure gives the reason, the first one found.
+    ssize_t wrote = write(file, bytes.data(), bytes.size());
+    int reason = wrote < 0 ? errno : wrote < static_cast<ssize_t>(bytes.size()) ? ENOSPC : 0;
+    if (close(file) != 0 && !reason) reason = errno;
+    if (!reason && rename(temporary.data(), target.c_str()) != 0) reason = errno;
+    if (!reason) return Result();
     unlink(temporary.data());
     return Result::refuse(error + strerror(reason));
 }
@@ -255,15 +266,8 @@ static double positive(const char* name, const char* fallback)
 }
 
 Synctracks::Synctracks()
-    : connected(false),
-      phase(Phase::Unresolved),
-      addresses(nullptr),
-      dialing(nullptr),
-      descriptor(-1),
-      since(0),
-      inbox(inboxSize),
-      held(0),
-      reported(-1)
+    : connected(false), phase(Phase::Unresolved), addresses(nullptr), dialing(nullptr), descriptor(-1), since(0),
+      inbox(inboxSize), held(0), reported(-1)
 {
     rowsPerSecond = positive("SYNC_BPM", "120") / 60 * positive("SYNC_ROWS_PER_BEAT", "8");
     // A row shorter than a millisecond could not be sought: the editor's rows must each have one.
@@ -445,10 +449,10 @@ void Synctracks::dial(addrinfo* from, unsigned int now)
 // address is tried.
 void Synctracks::dialed(unsigned int now)
 {
-    pollfd socket = {descriptor, POLLOUT, 0};
+    pollfd connecting = {descriptor, POLLOUT, 0};
     int error = 0;
     socklen_t size = sizeof error;
-    if (poll(&socket, 1, 0) == 0) {
+    if (poll(&connecting, 1, 0) == 0) {
         if (now - since < dialMs) return;
         error = ETIMEDOUT;
     } else {
@@ -483,7 +487,8 @@ void Synctracks::hear(unsigned int now, Requests& asked)
         return refuse("it answered \"" + answer + "\" to the greeting", now, asked);
     }
     if (seen < editorGreetingSize) {
-        if (now - since >= greetingMs) refuse("it did not answer the greeting within 3 s", now, asked);
+        if (now - since >= greetingMs)
+            refuse("it did not answer the greeting within " + std::to_string(greetingMs / 1000) + " s", now, asked);
         return;
     }
     held -= editorGreetingSize;
@@ -558,15 +563,16 @@ size_t Synctracks::run(const unsigned char* bytes, size_t count, unsigned int no
         reported = row;
         return size;
     }
-    std::string which = "track " + std::to_string(track);
-    if (track >= tracks.size()) return bad("it named " + which + ", which the demo never asked for");
+    if (track >= tracks.size())
+        return bad("it named track " + std::to_string(track) + ", which the demo never asked for");
+    const std::string& name = tracks[track].name;
     Keys& keys = tracks[track].keys;
     Keys::iterator at = std::lower_bound(keys.begin(), keys.end(), row, rowBefore);
     bool there = at != keys.end() && at->row == row;
     if (command == DELETE_KEY) {
         // The protocol's own library asserts here, and so ends the demo; a mistake is dropped.
         if (!there)
-            return bad("it deleted a key of " + which + " at row " + std::to_string(row) + ", where there is none");
+            return bad("it deleted a key of " + name + " at row " + std::to_string(row) + ", where there is none");
         moved += static_cast<size_t>(keys.end() - at);
         keys.erase(at);
         asked.changed = true;
@@ -576,7 +582,7 @@ size_t Synctracks::run(const unsigned char* bytes, size_t count, unsigned int no
     if (key.interpolation > 3)
         return bad("it gave a key the interpolation " + std::to_string(key.interpolation) + ", over 3");
     if (!there && keys.size() >= maxKeys)
-        return bad("it gave " + which + " more than " + std::to_string(maxKeys) + " keys");
+        return bad("it gave " + name + " more than " + std::to_string(maxKeys) + " keys");
     moved += there ? 0 : static_cast<size_t>(keys.end() - at);
     if (there)
         *at = key;

@@ -154,7 +154,7 @@ TEST_F(Editing, BadBytesDropTheEditorWithOneReasonKeepTheValuesAndItIsTriedAgain
         {"hello, demo!", key + bytes({0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0}), "it named the row -1"},
         {"hello, demo!", key + bytes({3, 0x80, 0, 0, 0}), "it named the row -2147483648"},
         {"hello, demo!", key + bytes({1, 0, 0, 0, 0, 0, 0, 0, 5}),
-         "it deleted a key of track 0 at row 5, where there is none"},
+         "it deleted a key of cam:zoom at row 5, where there is none"},
         {"hello, demo!", key + bytes({0, 0, 0}), ""},  // the editor quits in the middle of a command
         {bytes({0x16, 3, 1}), "", "it answered \"\\x16\\x03\\x01\" to the greeting"},
     };
