@@ -1,10 +1,10 @@
 // From a key the sync editor sends to the first picture that shows it: the demo with the track
-// scene (tests/support/trackscene.h, whose red is the track's value) rehearsing on a copy of the
-// test fixture (debug on, null sound, 800 x 600), a stand-in editor connected to it. Each sample
-// changes the key at row 0 between two values and times, on the steady clock, from the send to
-// the first read of the window's centre from the X server (a one-pixel screenshot, read again
-// as soon as the last one came back) that shows the new red. Paused, the demo draws the still
-// picture again; playing, the next frame draws it.
+// scene (tests/support/withtrackscene.cpp, whose red is the track's value) rehearsing on a copy
+// of the test fixture (debug on, null sound, 800 x 600), a stand-in editor connected to it. Each
+// sample changes the key at row 0 between two values and times, on the steady clock, from the
+// send to the first read of the window's centre from the X server (a one-pixel screenshot, read
+// again as soon as the last one came back) that shows the new red. Paused, the demo draws the
+// still picture again; playing, the next frame draws it.
 //
 //   synclatency [samples]
 #include <algorithm>

@@ -2,9 +2,7 @@
 #include "tests/support/editor.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <stdexcept>
@@ -29,9 +27,9 @@ StandInEditor::StandInEditor()
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
+    sockaddr* named = reinterpret_cast<sockaddr*>(&address);
     listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (listener < 0 || bind(listener, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(listener, 4) != 0 ||
-        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+    if (bind(listener, named, size) != 0 || listen(listener, 4) != 0 || getsockname(listener, named, &size) != 0)
         throw std::runtime_error("the stand-in editor cannot listen");
     port = ntohs(address.sin_port);
 }
@@ -42,25 +40,20 @@ StandInEditor::~StandInEditor()
     close(listener);
 }
 
-std::string StandInEditor::address() const { return "localhost:" + std::to_string(port); }
-
 bool StandInEditor::accept(double seconds)
 {
     hangUp();
-    if (readable(listener, seconds)) connection = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    if (readable(listener, seconds)) connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
     return connection >= 0;
 }
 
 std::string StandInEditor::receive(size_t count, double seconds)
 {
-    std::string got;
-    char buffer[4096];
-    while (got.size() < count && readable(connection, seconds)) {
-        ssize_t n = recv(connection, buffer, std::min(sizeof buffer, count - got.size()), 0);
-        if (n <= 0) break;
-        got.append(buffer, static_cast<size_t>(n));
-    }
-    return got;
+    std::string got(count, '\0');
+    size_t have = 0;
+    for (ssize_t n = 1; have < count && n > 0 && readable(connection, seconds); have += n)
+        n = std::max<ssize_t>(recv(connection, &got[have], count - have, 0), 0);
+    return got.substr(0, have);
 }
 
 void StandInEditor::send(const std::string& data)
