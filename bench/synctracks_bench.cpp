@@ -58,8 +58,18 @@ static double percentile(std::vector<double> samples, double share)
     return samples[at];
 }
 
-static void report(benchmark::State& state, const std::vector<double>& samples)
+// Times each run of `measured`, one a benchmark iteration, and reports the median and the 99th
+// percentile of the times over `per`
+template <typename Measured>
+static void timeEach(benchmark::State& state, int per, Measured measured)
 {
+    std::vector<double> samples;
+    samples.reserve(1 << 20);
+    for (auto _ : state) {
+        Clock::time_point start = Clock::now();
+        measured();
+        samples.push_back(std::chrono::duration<double, std::nano>(Clock::now() - start).count() / per);
+    }
     state.counters["median_ns"] = percentile(samples, 0.5);
     state.counters["p99_ns"] = percentile(samples, 0.99);
 }
@@ -68,15 +78,10 @@ static void lookup(benchmark::State& state)
 {
     int track = tracksOfKeys(1)[0];
     std::vector<int> at = moments();
-    std::vector<double> samples;
-    samples.reserve(1 << 20);
     size_t next = 0;
-    for (auto _ : state) {
-        Clock::time_point start = Clock::now();
+    timeEach(state, 16, [&] {
         for (int i = 0; i < 16; i++) benchmark::DoNotOptimize(synctracks.getValue(track, at[next++ % MOMENTS]));
-        samples.push_back(std::chrono::duration<double, std::nano>(Clock::now() - start).count() / 16);
-    }
-    report(state, samples);
+    });
 }
 BENCHMARK(lookup);
 
@@ -84,16 +89,11 @@ static void frame(benchmark::State& state)
 {
     std::vector<int> handles = tracksOfKeys(TRACKS);
     std::vector<int> at = moments();
-    std::vector<double> samples;
-    samples.reserve(1 << 20);
     size_t next = 0;
-    for (auto _ : state) {
-        Clock::time_point start = Clock::now();
+    timeEach(state, 1, [&] {
         int ms = at[next++ % MOMENTS];
         for (int handle : handles) benchmark::DoNotOptimize(synctracks.getValue(handle, ms));
-        samples.push_back(std::chrono::duration<double, std::nano>(Clock::now() - start).count());
-    }
-    report(state, samples);
+    });
 }
 BENCHMARK(frame);
 
