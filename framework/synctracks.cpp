@@ -609,7 +609,10 @@ bool Synctracks::flush(unsigned int now, Requests& asked)
     while (!outbox.empty()) {
         ssize_t sent = send(descriptor, outbox.data(), outbox.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) break;
-        if (sent < 0) return lose(strerror(errno), now, asked), false;
+        if (sent < 0) {
+            lose(strerror(errno), now, asked);
+            return false;
+        }
         outbox.erase(0, static_cast<size_t>(sent));
     }
     if (outbox.size() <= outboxLimit) return true;
@@ -626,6 +629,7 @@ void Synctracks::ask(size_t track)
     outbox += name;
 }
 
+// Drops an editor for what it sent: the director hears why.
 void Synctracks::refuse(const std::string& what, unsigned int now, Requests& asked)
 {
     drop(now);
@@ -665,6 +669,8 @@ int Synctracks::seekTo(int row) const
     return static_cast<int>(std::max(ms, 0.0));
 }
 
+// SAVE_TRACKS: every track the scenes asked for, each file whole; what is written is what the
+// show holds from now on, so that it comes back from the watcher as no change.
 Result Synctracks::saveFiles()
 {
     for (const Track& track : tracks) {
