@@ -15,6 +15,7 @@
 #include "framework/script.h"
 #include "framework/stage.h"
 #include "framework/synctracks.h"
+#include "framework/watcher.h"
 #include "scenes/show.h"
 #include "tests/support/editor.h"
 #include "tests/support/fixture.h"
@@ -181,6 +182,20 @@ TEST_F(Editing, ABadTrackFileSavedIsRefusedAndTheValuesStay)
     EXPECT_TRUE(synctracks.filesChanged());
     EXPECT_EQ(stage.read().reason(), "Synctracks: Error! " + path + ": key 0 at row 4 has the interpolation 7, over 3");
     EXPECT_EQ(keysOf(synctracks.files["t/a"]), (Keys{{4, 1.0f, 0}}));
+}
+
+// The watcher sees data/sync/ come, its folders, and the saves in them.
+TEST_F(Editing, SavesInTheFoldersOfSyncTracksAreSeen)
+{
+    Watcher watcher;
+    watcher.start();
+    fixture::writeFile("data/sync/track_cam/zoom.track", bytes({0, 0, 0, 0}));
+    watcher.update(0);
+    EXPECT_EQ(watcher.update(250), (std::map<Signal, std::string>{{Signal::Tracks, "data/sync/"}}));
+    fixture::writeFile("data/sync/track_cam/zoom.track", bytes({0, 0, 0, 0}));
+    watcher.update(1000);
+    EXPECT_EQ(watcher.update(1250),
+              (std::map<Signal, std::string>{{Signal::Tracks, "data/sync/track_cam/zoom.track"}}));
 }
 
 }  // namespace
