@@ -31,6 +31,7 @@
 #include "framework/script.h"
 #include "framework/shadermanager.h"
 #include "framework/stage.h"
+#include "framework/synctracks.h"
 #include "framework/texturemanager.h"
 #include "framework/timeline.h"
 #include "framework/timer.h"
@@ -81,6 +82,9 @@ Texturemanager texturemanager;
 // Not one of the start-up modules: the scratch set of a reload on save, empty until one. The
 // managers' loaders pass through it, so it exists before the director loads the assets.
 Stage stage;
+// Not one of the start-up modules either: the sync tracks, read from data/sync/ with the rest of
+// the data, before any scene asks for one by name.
+Synctracks synctracks;
 Demo demo;
 Effects effects;
 Math math;

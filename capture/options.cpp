@@ -15,6 +15,7 @@ extern "C" {
 }
 
 #include "capture/failure.h"
+#include "framework/music.h"
 
 // Music positions are whole milliseconds: past 1000 frames a second, frames would repeat.
 static const int MAX_FPS = 1000;
@@ -89,7 +90,8 @@ static void checkRange(const Options& options, int trackLength)
 
 Options readOptions(int argc, char** argv, int configuredWidth, int configuredHeight, int trackLength)
 {
-    Options options{"demo.mp4", Format::Mp4, Quality::Good, 60, configuredWidth, configuredHeight, 0, trackLength - 99};
+    int end = trackLength - endMargin;  // where the demo ends
+    Options options{"demo.mp4", Format::Mp4, Quality::Good, 60, configuredWidth, configuredHeight, 0, end};
     static const option longOptions[] = {{"output", required_argument, nullptr, 'o'},
                                          {"quality", required_argument, nullptr, 'q'},
                                          {"fps", required_argument, nullptr, 'r'},

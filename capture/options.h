@@ -17,7 +17,7 @@ struct Options {
     Quality quality;     // good
     int fps;             // 60
     int width, height;   // the configured size
-    int from, to;        // ms of music: 0 and the track's end less 99 ms, where the demo ends
+    int from, to;        // ms of music: 0 and the track's end less endMargin (99 ms), where the demo ends
 
     // The frames of the capture: every frame whose moment falls in from..to
     long long frames() const { return (static_cast<long long>(to - from) * fps + 999) / 1000; }

@@ -22,6 +22,7 @@
 #include "script.h"
 #include "shadermanager.h"
 #include "stage.h"
+#include "synctracks.h"
 #include "texturemanager.h"
 #include "timeline.h"
 #include "timer.h"
@@ -36,6 +37,9 @@ static std::vector<Timeline*> active;
 // What the last reload on save has to say after the status line: why it was refused, or
 // which pictures will be drawn garbled; "" after a clean one.
 static std::string saveNotice;
+
+// Why the sync editor was last dropped, or a save of its tracks failed; "" once one connects.
+static std::string editorNotice;
 
 // True when the audience has asked to leave (Escape, the window closed, SIGTERM): a reload
 // on save stops reading, and the next frame quits.
@@ -144,6 +148,9 @@ void Demo::setPause(bool pause)
 static void actOnSaves()
 {
     std::map<Signal, std::string> burst = watcher.update(SDL_GetTicks());
+    // The sync editor's own saves come back as saves of the files the show holds: no reload.
+    if (burst.count(Signal::Tracks) && !burst.count(Signal::Data) && synctracks.filesChanged())
+        burst[Signal::Data] = burst[Signal::Tracks];
     if (burst.count(Signal::Data) && demo.running) demo.reloadSaved(burst[Signal::Data]);
     if (burst.count(Signal::Settings))
         logger << "Watcher: " << burst[Signal::Settings]
@@ -153,11 +160,36 @@ static void actOnSaves()
     if (rebuilt && demo.running) demo.swapScenes(rebuilt);
 }
 
+// A still picture of a paused show: drawn again, with the time bar, and shown.
+static void showStill()
+{
+    demo.draw();
+    demo.debug();
+    window.update();
+}
+
+// What the sync editor asked for, done between the events and the frame as the keys would do it.
+static void followEditor()
+{
+    Synctracks::Requests asked = synctracks.update(SDL_GetTicks(), music.getPosition());
+    if (!asked.refused.ok()) {
+        logger << asked.refused.reason() << std::endl;
+        editorNotice = asked.refused.reason();
+    } else if (asked.linked && synctracks.connected) {
+        editorNotice.clear();
+    }
+    if (asked.seek >= 0) music.setPosition(static_cast<unsigned int>(asked.seek));
+    if (asked.pause >= 0 && demo.paused != (asked.pause == 1)) demo.setPause(asked.pause == 1);
+    if (asked.linked || !asked.refused.ok()) demo.info();
+    if (demo.paused && (asked.changed || asked.seek >= 0)) showStill();
+}
+
 void Demo::update()
 {
     events.update();
     if (Config::debug) {
         actOnSaves();
+        followEditor();
         debug();
     }
     // A paused frame only handles events: no swap, no sleep, no drawing.
@@ -168,7 +200,7 @@ void Demo::update()
     timer.update();
     draw();
 
-    if (music.getPosition() >= music.getLength() - 99) {
+    if (music.getPosition() >= music.getLength() - endMargin) {
         logger << "Demo: Last scene done! :)" << std::endl;
         demo.running = false;
     }
@@ -239,6 +271,7 @@ static void rebuild()
     shadermanager.loadShaders();
     texturemanager.clearImages();
     texturemanager.loadImages();
+    synctracks.loadFiles();
     demo.loadScript(scheduleFile);
     demo.initScenes();
 }
@@ -289,11 +322,7 @@ bool Demo::reloadSaved(std::string file)
     logger << "Demo: Reload done. Chaning time to " << position << std::endl;
     saveNotice = oneLine(stage.warning);
     info();
-    if (wasPaused) {  // still paused, and showing what was saved
-        draw();
-        debug();
-        window.update();
-    }
+    if (wasPaused) showStill();  // still paused, and showing what was saved
     return true;
 }
 
@@ -315,6 +344,8 @@ void Demo::info()
          << " - FPS: " << rateText(fps.get());
     if (!saveNotice.empty()) line << " - " << saveNotice;
     if (!livecode.error.empty()) line << " - " << livecode.error;
+    if (synctracks.connected) line << " - Sync editor connected";
+    if (!editorNotice.empty()) line << " - " << editorNotice;
     window.setTitle(line.str());
 }
 

@@ -13,6 +13,10 @@
 // The opened track: decoder, output queue, clock and analysis state, private to the music
 struct Stream;
 
+// The show ends this many ms before the track does (the director's end test): a capture's whole
+// range stops there, and a seek asked from outside stays before it.
+const int endMargin = 99;
+
 class Music {
 public:
     bool playing;         // set by start, never cleared: stop only pauses

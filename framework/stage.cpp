@@ -1,5 +1,5 @@
 // Stage: the schedule is read first (the cheapest and the likeliest to be mid-edit), then the
-// shaders, then the pictures; the first fault ends the reading.
+// sync tracks, the shaders and the pictures; the first fault ends the reading.
 #include "stage.h"
 
 #include "demo.h"
@@ -7,6 +7,7 @@
 #include "logger.h"
 #include "script.h"
 #include "shadermanager.h"
+#include "synctracks.h"
 #include "texturemanager.h"
 
 static const char* const scheduleFile = "data/demo.lua";
@@ -41,6 +42,7 @@ Result Stage::read()
     discard();
     Result complete = script.stage(scheduleFile, schedule);
     if (complete.ok()) complete = advance(true, "schedule");
+    if (complete.ok()) complete = synctracks.readFiles(tracks);
     if (complete.ok()) complete = shadermanager.buildShaders(shaders, true);
     if (complete.ok()) complete = texturemanager.decodeImages(images, true);
     if (complete.ok()) complete = everyBoundPicture(*this);
@@ -68,6 +70,7 @@ void Stage::swap()
 {
     shadermanager.takeShaders(shaders);
     texturemanager.takeImages(images);
+    synctracks.takeFiles(tracks);
     for (const Timeline& entry : schedule) demo.addSceneToTimeline(entry.name, entry.start, entry.end);
     schedule.clear();
 }
@@ -75,6 +78,7 @@ void Stage::swap()
 void Stage::discard()
 {
     schedule.clear();
+    tracks.clear();
     for (const auto& [name, shader] : shaders) {
         shader->release();
         delete shader;

@@ -1,11 +1,12 @@
 // Stage: the scratch set of a reload on save. Everything the show reads from data/ (the
-// schedule, the shader pairs, the pictures) is read once into it, through the same loaders
-// as at start-up, and goes live only when all of it was read without a fault. The set that
-// goes live is the set that was checked; whatever changes on disk meanwhile is the next
-// reload's business.
+// schedule, the sync tracks, the shader pairs, the pictures) is read once into it, through the
+// same loaders as at start-up, and goes live only when all of it was read without a fault.
+// The set that goes live is the set that was checked; whatever changes on disk meanwhile is
+// the next reload's business.
 //
-// Depends on: the script, the shader and texture managers, the loading screen, the director
-// (the schedule goes in through it). Owns: what it holds between a reading and the swap.
+// Depends on: the script, the shader and texture managers, the sync tracks, the loading
+// screen, the director (the schedule goes in through it). Owns: what it holds between a
+// reading and the swap.
 #pragma once
 
 #include <functional>
@@ -17,6 +18,7 @@
 #include "image.h"
 #include "logger.h"
 #include "shader.h"
+#include "synctracks.h"
 #include "timeline.h"
 
 class Stage {
@@ -24,6 +26,7 @@ public:
     std::vector<Timeline> schedule;          // the entries demo.lua adds, not yet scheduled
     std::map<std::string, Shader*> shaders;  // built and linked
     std::map<std::string, Image*> images;    // decoded, not yet uploaded
+    Synctracks::Files tracks;                // the sync tracks' files, read
     std::set<std::string> required;          // the pictures the scenes bind by name
     std::string warning;                     // the pictures that will be drawn garbled, "" for none
     std::function<bool()> between;           // after each file read; false abandons the reading

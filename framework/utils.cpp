@@ -23,7 +23,8 @@ void Utils::iterateDirectory(std::string directory, std::string extension, std::
     if (!listed.ok()) fatal(listed.reason());
 }
 
-Result Utils::listFiles(const std::string& directory, const std::string& extension, std::vector<std::string>& files)
+Result Utils::listFiles(const std::string& directory, const std::string& extension, std::vector<std::string>& files,
+                        bool relative)
 {
     boost::system::error_code code;
     std::string at = directory;  // what the walk was reading when it failed
@@ -33,7 +34,8 @@ Result Utils::listFiles(const std::string& directory, const std::string& extensi
         // that opens it names it with the reason.
         boost::system::error_code unknown;
         if (fs::is_directory(it->status(unknown))) continue;
-        if (it->path().extension().string() == extension) files.push_back(it->path().filename().string());
+        if (it->path().extension().string() != extension) continue;
+        files.push_back(relative ? it->path().lexically_relative(directory).string() : it->path().filename().string());
     }
     if (!code) return Result();
     return Result::refuse("Utils: Error! Cannot list " + at + ": " + code.message());

@@ -16,8 +16,10 @@ public:
     // A directory that cannot be walked ends the program (status 1)
     void iterateDirectory(std::string directory, std::string extension, std::vector<std::string>& files);
     // The same walk, handing back what stops it: refused with "Utils: Error! Cannot list <the
-    // folder that failed>: <reason>"
-    Result listFiles(const std::string& directory, const std::string& extension, std::vector<std::string>& files);
+    // folder that failed>: <reason>". With `relative`, each file's path below the directory
+    // ("camera/zoom.track") instead of its bare name
+    Result listFiles(const std::string& directory, const std::string& extension, std::vector<std::string>& files,
+                     bool relative = false);
 };
 
 extern Utils utils;

@@ -26,6 +26,7 @@ static bool schedule(const std::string& name) { return name == "demo.lua"; }
 static bool settings(const std::string& name) { return name == "config.lua"; }
 static bool picture(const std::string& name) { return endsWith(name, ".png"); }
 static bool shaderSource(const std::string& name) { return endsWith(name, ".vert") || endsWith(name, ".frag"); }
+static bool trackFile(const std::string& name) { return endsWith(name, ".track"); }
 static bool sceneSource(const std::string& name)
 {
     return endsWith(name, ".cpp") || endsWith(name, ".h") || name == "CMakeLists.txt";
@@ -60,7 +61,15 @@ const Watcher::Rule* Watcher::ruleFor(const std::string& path) const
     size_t slash = path.rfind('/');
     std::string folder = path.substr(0, slash + 1), name = path.substr(slash + 1);
     for (const Rule& rule : rules)
-        if (folder == rule.folder && rule.counts(name)) return &rule;
+        if ((folder == rule.folder || deepRuleFor(folder) == &rule) && rule.counts(name)) return &rule;
+    return nullptr;
+}
+
+// The deep rule whose folder `folder` is, or is below; null for none
+const Watcher::Rule* Watcher::deepRuleFor(const std::string& folder) const
+{
+    for (const Rule& rule : rules)
+        if (rule.deep && folder.compare(0, rule.folder.size(), rule.folder) == 0) return &rule;
     return nullptr;
 }
 
@@ -104,6 +113,7 @@ void Watcher::start()
         {"data/textures/", picture, Signal::Data},
         {"data/shaders/", shaderSource, Signal::Data},
         {sceneFolder(), sceneSource, Signal::Scenes},
+        {"data/sync/", trackFile, Signal::Tracks, true},
     };
     descriptor = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (descriptor < 0) {
@@ -117,11 +127,24 @@ void Watcher::start()
 
 void Watcher::watch(const std::string& folder)
 {
+    bool deep = deepRuleFor(folder) != nullptr;
     int watch = inotify_add_watch(descriptor, folder.empty() ? "." : folder.c_str(), changes);
-    if (watch < 0)
-        logger << "Watcher: Cannot watch " << folder << ": " << strerror(errno) << std::endl;
-    else
-        folders[watch] = folder;
+    if (watch < 0) {
+        // A deep folder comes with its first file; the folder above it sees it come.
+        if (!deep || errno != ENOENT)
+            logger << "Watcher: Cannot watch " << folder << ": " << strerror(errno) << std::endl;
+        return;
+    }
+    folders[watch] = folder;
+    DIR* listing = deep ? opendir(folder.c_str()) : nullptr;
+    if (!listing) return;
+    while (dirent* entry = readdir(listing)) {
+        std::string name = entry->d_name, below = folder + name + "/";
+        struct stat status;
+        if (name != "." && name != ".." && lstat(below.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+            Watcher::watch(below);
+    }
+    closedir(listing);
 }
 
 std::map<Signal, std::string> Watcher::update(unsigned int now)
@@ -173,17 +196,23 @@ void Watcher::changed(int watch, const std::string& name, unsigned int mask, uns
 void Watcher::replaced(const std::string& folder, bool arrived, unsigned int now)
 {
     bool ours = false;
-    for (const std::string& watched : watchedFolders()) {
+    std::set<std::string> replacing = watchedFolders();
+    if (deepRuleFor(folder)) replacing.insert(folder);  // a deep rule's folder and what it holds
+    for (const std::string& watched : replacing) {
         if (watched.compare(0, folder.size(), folder) != 0) continue;
         ours = true;
         for (std::map<int, std::string>::iterator it = folders.begin(); it != folders.end(); ++it)
-            if (it->second == watched) inotify_rm_watch(descriptor, it->first);  // it follows the old folder
+            if (it->second.compare(0, watched.size(), watched) == 0)
+                inotify_rm_watch(descriptor, it->first);  // it follows the old folder
         if (arrived) watch(watched);
     }
     if (!ours) return;
-    if (arrived) logger << "Watcher: " << folder << " was replaced, watching it again" << std::endl;
+    // A deep rule's folders come and go with their files (the first save of a sync track makes them).
+    if (arrived && !deepRuleFor(folder))
+        logger << "Watcher: " << folder << " was replaced, watching it again" << std::endl;
     for (const Rule& rule : rules)
-        if (rule.folder.compare(0, folder.size(), folder) == 0) note(rule.signal, folder, now);
+        if (rule.folder.compare(0, folder.size(), folder) == 0 || deepRuleFor(folder) == &rule)
+            note(rule.signal, folder, now);
 }
 
 void Watcher::note(Signal signal, const std::string& path, unsigned int now)

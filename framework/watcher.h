@@ -19,6 +19,7 @@ enum class Signal {
     Data,      // the schedule, a picture or a shader source: reload the data
     Settings,  // data/config.lua, which is read once at start-up
     Scenes,    // a scene's source: rebuild the scenes
+    Tracks,    // a sync track's file, or a folder of them: reload the data, unless the demo wrote it
 };
 
 class Watcher {
@@ -46,11 +47,13 @@ private:
         std::string folder;  // "data/textures/", or the scene sources wherever they are
         bool (*counts)(const std::string& name);
         Signal signal;
+        bool deep = false;  // the files of its subfolders count too; the folder itself may be absent
     };
     std::vector<Rule> rules;
 
     std::set<std::string> watchedFolders() const;
     const Rule* ruleFor(const std::string& path) const;
+    const Rule* deepRuleFor(const std::string& folder) const;
     void watch(const std::string& folder);
     void changed(int watch, const std::string& name, unsigned int mask, unsigned int now);
     void replaced(const std::string& folder, bool arrived, unsigned int now);

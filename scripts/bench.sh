@@ -11,6 +11,10 @@ for bench in "$build"/bench/*_bench; do
   "$bench"
 done
 
+# From a key the sync editor sends to the first picture that shows it (a stand-in editor)
+echo "== synclatency"
+"$build/bench/synclatency" 40
+
 # Whole-program figures on the real data: scene frame rates, start-up time, screenshots
 bash "$here/../bench/scenes.sh" "$build"
 

@@ -78,6 +78,13 @@ void prepare(const fixture::Directory& directory, const std::string& step)
     } else if (action == "move") {
         fs::create_directories(fs::path(directory.file(text)).parent_path());
         fs::rename(directory.file(path), directory.file(text));
+    } else if (action == "bytes") {
+        std::string bytes;
+        std::istringstream words(text);
+        for (std::string hex; words >> hex;)
+            for (size_t i = 0; i + 1 < hex.size(); i += 2)
+                bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+        directory.write(path, bytes);
     } else if (action == "cut") {
         fs::resize_file(directory.file(path), std::stoul(text));
     } else if (action == "fifo") {
