@@ -159,7 +159,7 @@ TEST_F(SavingInRehearsal, MistakesKeepItPlayingWithTheErrorInLogAndTitleUntilMen
     auto pictureMended = pictureSaved(picture);
     auto removed = [&](const std::string& relative) { return [=] { directory.remove(relative); }; };
     const std::string unknownPicture =
-        "Texture manager: Error! data/textures/credits.png does not exist, and a scene binds it!";
+        "Texture manager: Error! data/textures/credits.png does not exist, and the credits scene binds it!";
 
     const Mistake mistakes[] = {
         {"Script: Error! data/demo.lua:1: ')' expected near '150000'",
