@@ -2,6 +2,7 @@
 #include "scenes/show.h"
 
 #include "framework/demo.h"
+#include "framework/livecode.h"
 #include "framework/stage.h"
 #include "scenes/credits.h"
 #include "scenes/greets.h"
@@ -23,6 +24,7 @@ void addScenes()
 
 void loadShow()
 {
+    livecode.own(addScenes);
     addScenes();
     demo.loadScript("data/demo.lua");
     demo.initScenes();

@@ -1,8 +1,8 @@
 // Show: the production's scene list and the start-up that loads it. The demo, the capture
 // program, the tests, the benchmarks and the live scene module all start the show through here.
 //
-// Depends on: the director, the stage (the pictures the scenes bind), every scene. Owns: nothing;
-// the director owns the scenes.
+// Depends on: the director, the stage (the pictures the scenes bind), the live code, every scene.
+// Owns: nothing; the director owns the scenes.
 #pragma once
 
 #include <string>
@@ -35,5 +35,6 @@ inline const std::vector<ScenePictures> scenePictures = {
 void addScenes();
 
 // Registers the scenes, runs the schedule ("data/demo.lua") and initialises every scene: what
-// has to happen, in this order, before the show starts.
+// has to happen, in this order, before the show starts. These scenes are also what a rehearsal
+// falls back to when no rebuilt module can play.
 void loadShow();
