@@ -19,6 +19,7 @@
 #include "framework/effects.h"
 #include "framework/events.h"
 #include "framework/fps.h"
+#include "framework/guard.h"
 #include "framework/input.h"
 #include "framework/joystick.h"
 #include "framework/livecode.h"
@@ -85,6 +86,12 @@ Stage stage;
 // Not one of the start-up modules either: the sync tracks, read from data/sync/ with the rest of
 // the data, before any scene asks for one by name.
 Synctracks synctracks;
+// Not start-up modules either: a rehearsal's guard around every call into rebuilt scenes, armed
+// as the show starts, and the live scene code, with which the scenes register what they keep
+// from frame to frame when they are made. Both outlive the director, which calls the scenes'
+// destructors at the end, guarded when their code came from a module.
+Guard guard;
+Livecode livecode;
 Demo demo;
 Effects effects;
 Math math;
@@ -92,9 +99,6 @@ Primitives primitives;
 // Not one of the start-up modules either: it is read from the director's frames and reaches
 // nothing but the log.
 Watcher watcher;
-// Live scene code in a rehearsal: the scenes register what they keep from frame to frame with it
-// when they are made, and whatever module their code came from, it outlives them.
-Livecode livecode;
 
 int main(int argc, char** argv)
 {

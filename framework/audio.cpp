@@ -6,18 +6,15 @@
 
 #include <AL/al.h>       // Required for: alGetString(), alGetError()
 #include <sndfile.h>     // Required for: sf_version_string(), sf_error_number()
-#include <cerrno>        // Required for: errno, EINTR
 #include <cstdio>        // Required for: std::sscanf()
 #include <cstdlib>       // Required for: setenv()
 #include <cstring>       // Required for: std::strstr(), std::strlen()
-#include <csignal>       // Required for: kill(), SIGKILL
-#include <fcntl.h>       // Required for: open()
 #include <sstream>       // Required for: std::ostringstream
-#include <sys/wait.h>    // Required for: waitpid()
-#include <unistd.h>      // Required for: fork(), dup2(), _exit(), usleep()
+#include <sys/wait.h>    // Required for: WIFEXITED(), the probe's answer
 
 #include "config.h"
 #include "logger.h"
+#include "process.h"
 
 // The oldest libraries accepted: OpenAL Soft 1.19 for the source latency query the clock
 // reads and for float buffers, libsndfile 1.0.28 for the decoder
@@ -61,29 +58,17 @@ static void requireVersion(const char* library, unsigned int found, unsigned int
 
 // Whether OpenAL Soft's own choice of output opens. Tried in a child process: the library
 // settles on one backend at its first call, so the answer is needed before that call here.
-// A child that has not answered within PROBE_MS (a sound server that never replies) counts
-// as no device, so start-up cannot hang on it.
+// A child that has not answered within PROBE_SECONDS (a sound server that never replies)
+// counts as no device, so start-up cannot hang on it.
 static bool defaultOutputOpens()
 {
-    const int PROBE_MS = 3000;
-    pid_t child = fork();
-    if (child < 0) return true;  // cannot ask: opening for real will tell
-    if (child == 0) {
-        // The library complains loudly about a missing card; here that is the expected answer.
-        int quiet = open("/dev/null", O_WRONLY);
-        if (quiet >= 0) dup2(quiet, STDERR_FILENO);
-        _exit(alcOpenDevice(nullptr) ? 0 : 1);
-    }
-    int status = 0;
-    for (int waited = 0; waited < PROBE_MS; waited++) {
-        pid_t done = waitpid(child, &status, WNOHANG);
-        if (done == child) return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-        if (done < 0 && errno != EINTR) return true;
-        usleep(1000);
-    }
-    kill(child, SIGKILL);
-    waitpid(child, &status, 0);
-    return false;
+    const double PROBE_SECONDS = 3.0;
+    Process probe;
+    Process::Setting quiet;
+    quiet.err = Process::nowhere;  // the library complains loudly about a missing card: the expected answer here
+    if (!probe.start([] { return alcOpenDevice(nullptr) ? 0 : 1; }, quiet).ok()) return true;  // opening for real will tell
+    if (!probe.wait(PROBE_SECONDS)) return false;
+    return WIFEXITED(probe.status()) && WEXITSTATUS(probe.status()) == 0;
 }
 
 // Sets ALSOFT_DRIVERS from `AUDIO` and logs the choice; must run before any AL call

@@ -14,6 +14,7 @@
 #include "effects.h"
 #include "events.h"
 #include "fps.h"
+#include "guard.h"
 #include "livecode.h"
 #include "loader.h"
 #include "logger.h"
@@ -37,9 +38,28 @@ static std::vector<Timeline*> active;
 // What the last reload on save has to say after the status line: why it was refused, or
 // which pictures will be drawn garbled; "" after a clean one.
 static std::string saveNotice;
-
+// What the live scene code has to say after it: why a build or a swap was refused, or what
+// faulted in a rebuilt scene; "" after a good swap. The engine's change stays until a restart.
+static std::string codeNotice;
+static std::string engineNotice;
 // Why the sync editor was last dropped, or a save of its tracks failed; "" once one connects.
 static std::string editorNotice;
+
+// One of a scene's operations (a draw, an init, a constructor), guarded when the scene's code
+// came from a rebuilt module, plain for the program's own scenes, which keep every error fatal
+template <typename Function>
+static Result perform(bool rebuilt, const std::string& scene, const char* operation, Function&& function)
+{
+    if (!rebuilt) {
+        function();
+        return Result();
+    }
+    livecode.snapshot();
+    return guard.call(scene.c_str(), operation, function);
+}
+
+static void fallBack(Result fault);
+static void noteFault(const Result& fault);
 
 // True when the audience has asked to leave (Escape, the window closed, SIGTERM): a reload
 // on save stops reading, and the next frame quits.
@@ -100,25 +120,49 @@ void Demo::addSceneToTimeline(std::string name, int start, int end)
     timeLine.entries.push_back(entry);
 }
 
+// Initialises every scene of `set` in name order; stops at the first fault
+static Result initAll(std::map<std::string, Scene*>& set, bool rebuilt)
+{
+    for (const auto& [name, scene] : set) {
+        logger << "Scene: Initializing " << name << std::endl;
+        Scene* initialised = scene;
+        Result done = perform(rebuilt, name, "init", [initialised] { initialised->init(); });
+        if (!done.ok()) return done;
+    }
+    return Result();
+}
+
+// Releases every scene of `set` in name order, past a fault; the first fault
+static Result releaseAll(std::map<std::string, Scene*>& set, bool rebuilt)
+{
+    Result first;
+    for (const auto& [name, scene] : set) {
+        logger << "Scene: Releasing " << name << std::endl;
+        Scene* released = scene;
+        Result done = perform(rebuilt, name, "release", [released] { released->release(); });
+        if (first.ok()) first = done;
+    }
+    return first;
+}
+
 void Demo::initScenes()
 {
-    for (std::map<std::string, Scene*>::iterator it = scenes.begin(); it != scenes.end(); ++it) {
-        logger << "Scene: Initializing " << it->first << std::endl;
-        it->second->init();
-    }
+    Result done = initAll(scenes, livecode.guarded());
+    if (!done.ok()) fallBack(done);
 }
 
 void Demo::releaseScenes()
 {
-    for (std::map<std::string, Scene*>::iterator it = scenes.begin(); it != scenes.end(); ++it) {
-        logger << "Scene: Releasing " << it->first << std::endl;
-        it->second->release();
-    }
+    Result done = releaseAll(scenes, livecode.guarded());
+    if (done.ok()) return;
+    livecode.faulted();
+    noteFault(done);
 }
 
 void Demo::start()
 {
     if (Config::debug) {
+        guard.install();
         watcher.start();
         livecode.start();
         stage.between = [] { return !quitWaiting(); };
@@ -143,6 +187,24 @@ void Demo::setPause(bool pause)
     if (Config::debug) window.setTitle(pause ? "Paused" : "Running");
 }
 
+// A paused show draws nothing until it resumes: what a save changed is drawn now, and it stays
+// paused.
+static void showPaused()
+{
+    if (!demo.paused) return;
+    demo.draw();
+    demo.debug();
+    window.update();
+}
+
+// A rebuilt scene's fault the show survives, or a refused build: into the log and the title.
+static void noteFault(const Result& fault)
+{
+    logger << "Livecode: " << fault.reason() << std::endl;
+    codeNotice = fault.reason();
+    demo.info();
+}
+
 // A settled burst of saves acts like a key press, between the events and the frame; so does a
 // finished build of the scenes.
 static void actOnSaves()
@@ -155,17 +217,15 @@ static void actOnSaves()
     if (burst.count(Signal::Settings))
         logger << "Watcher: " << burst[Signal::Settings]
                << " changed: it is read once at start-up, restart the demo to apply it" << std::endl;
+    if (burst.count(Signal::Engine)) {
+        engineNotice = burst[Signal::Engine] + " changed: the engine is built into the program, restart the demo";
+        logger << "Watcher: " << engineNotice << std::endl;
+        demo.info();
+    }
     if (burst.count(Signal::Scenes)) livecode.rebuild(burst[Signal::Scenes]);
-    Livecode::Registration rebuilt = livecode.update();
-    if (rebuilt && demo.running) demo.swapScenes(rebuilt);
-}
-
-// A still picture of a paused show: drawn again, with the time bar, and shown.
-static void showStill()
-{
-    demo.draw();
-    demo.debug();
-    window.update();
+    Result built = livecode.update();
+    if (!built.ok()) noteFault(Result::refuse(built.reason() + ", the running scenes play on"));
+    if (livecode.arrived() && demo.running) demo.swapScenes(livecode.arrived());
 }
 
 // What the sync editor asked for, done between the events and the frame as the keys would do it.
@@ -181,7 +241,7 @@ static void followEditor()
     if (asked.seek >= 0) music.setPosition(static_cast<unsigned int>(asked.seek));
     if (asked.pause >= 0 && demo.paused != (asked.pause == 1)) demo.setPause(asked.pause == 1);
     if (asked.linked || !asked.refused.ok()) demo.info();
-    if (demo.paused && (asked.changed || asked.seek >= 0)) showStill();
+    if (asked.changed || asked.seek >= 0) showPaused();
 }
 
 void Demo::update()
@@ -218,7 +278,15 @@ void Demo::draw()
         }
     }
     // Earlier-added entries first, so they end up underneath.
-    for (size_t i = 0; i < active.size(); i++) active[i]->scene->draw();
+    bool rebuilt = livecode.guarded();
+    for (size_t i = 0; i < active.size(); i++) {
+        Timeline* entry = active[i];
+        Result drawn = perform(rebuilt, entry->name, "draw", [entry] { entry->scene->draw(); });
+        if (drawn.ok()) continue;
+        // The scenes before the faulting ones draw this frame again, from the start.
+        fallBack(drawn);
+        return draw();
+    }
 }
 
 // True when `index` names an entry of the schedule; the skip keys are bounded by the number
@@ -322,7 +390,7 @@ bool Demo::reloadSaved(std::string file)
     logger << "Demo: Reload done. Chaning time to " << position << std::endl;
     saveNotice = oneLine(stage.warning);
     info();
-    if (wasPaused) showStill();  // still paused, and showing what was saved
+    showPaused();
     return true;
 }
 
@@ -342,10 +410,9 @@ void Demo::info()
          << "Time: " << timer.getPositionMinute() << ":" << timer.getPositionSecond() << "/"
          << static_cast<double>(length / 60000) << ":" << static_cast<double>((length / 1000) % 60)
          << " - FPS: " << rateText(fps.get());
-    if (!saveNotice.empty()) line << " - " << saveNotice;
-    if (!livecode.error.empty()) line << " - " << livecode.error;
     if (synctracks.connected) line << " - Sync editor connected";
-    if (!editorNotice.empty()) line << " - " << editorNotice;
+    for (const std::string* notice : {&saveNotice, &engineNotice, &codeNotice, &editorNotice})
+        if (!notice->empty()) line << " - " << oneLine(*notice);
     window.setTitle(line.str());
 }
 
@@ -410,20 +477,27 @@ void Demo::debug()
     camera.disable2D();
 }
 
-// Deletes every scene of `set`, in name order, and empties it.
-static void deleteScenes(std::map<std::string, Scene*>& set)
+// Deletes every scene of `set`, in name order, past a fault, and empties it; the first fault
+static Result deleteScenes(std::map<std::string, Scene*>& set, bool rebuilt)
 {
-    for (std::map<std::string, Scene*>::iterator it = set.begin(); it != set.end(); ++it) {
-        logger << "Scene: Deleting " << it->first << std::endl;
-        delete it->second;
+    Result first;
+    for (const auto& [name, scene] : set) {
+        logger << "Scene: Deleting " << name << std::endl;
+        Scene* deleted = scene;
+        Result done = perform(rebuilt, name, "destructor", [deleted] { delete deleted; });
+        if (first.ok()) first = done;
     }
     set.clear();
+    return first;
 }
 
 void Demo::destroy()
 {
-    deleteScenes(scenes);
+    Result done = deleteScenes(scenes, livecode.guarded());
     timeLine.entries.clear();
+    if (done.ok()) return;
+    livecode.faulted();
+    logger << "Livecode: " << done.reason() << std::endl;
 }
 
 // True when `book` is `unit` over and over.
@@ -448,39 +522,103 @@ static void keepFlipBook(const std::vector<unsigned int>& book, double position)
     effects.animationPosition = position;
 }
 
+// The schedule as it stands, for the scenes registered now; the entries of scenes they lack
+// are left out.
+static void reschedule()
+{
+    std::vector<Timeline*> entries;
+    entries.swap(timeLine.entries);  // the old entries are not freed
+    for (Timeline* entry : entries) {
+        if (demo.scenes.count(entry->name))
+            demo.addSceneToTimeline(entry->name, entry->start, entry->end);
+        else
+            logger << "Livecode: The scenes fallen back to have no " << entry->name << ", left out of the schedule"
+                   << std::endl;
+    }
+}
+
+// The running scenes' code faulted: they are let go as they stand (nothing of theirs is called
+// again), and the scenes that ran before them come back, down to the program's own if those
+// fault too, with the kept values as they stood before the faulting call and the schedule as
+// it was. The music goes on.
+static void fallBack(Result fault)
+{
+    std::chrono::steady_clock::time_point began = std::chrono::steady_clock::now();
+    std::vector<unsigned int> book = effects.animationFrames;
+    double position = effects.animationPosition;
+    while (!fault.ok()) {
+        logger << "Livecode: " << fault.reason() << ", the scenes before play on" << std::endl;
+        codeNotice = fault.reason() + ", rolled back";
+        Livecode::Registration registration = livecode.fallBack();
+        bool rebuilt = livecode.guarded();
+        demo.scenes.clear();
+        fault = perform(rebuilt, "", "scene constructors", registration);
+        if (!fault.ok()) continue;
+        reschedule();
+        fault = initAll(demo.scenes, rebuilt);
+    }
+    keepFlipBook(book, position);
+    livecode.endSwap(true);
+    logger << "Livecode: Fell back in "
+           << std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - began).count() << " ms"
+           << std::endl;
+    demo.info();
+}
+
 void Demo::swapScenes(void (*registration)())
 {
     std::chrono::steady_clock::time_point began = std::chrono::steady_clock::now();
     logger << "Demo: Swapping in the rebuilt scenes" << std::endl;
     livecode.beginSwap();
-    std::map<std::string, Scene*> running;
+    std::map<std::string, Scene*> running, incoming;
     running.swap(scenes);
-    registration();  // the incoming scenes, into the empty map
+    Result made = perform(true, "", "scene constructors", registration);  // into the empty map
     std::vector<Timeline> schedule;
-    Result staged = script.stage(scheduleFile, schedule);  // against the incoming names
-    if (!staged.ok()) {
-        deleteScenes(scenes);
-        scenes.swap(running);
-        livecode.endSwap(staged);
-        info();
-        return;
-    }
-    std::map<std::string, Scene*> incoming;
+    Result staged = made.ok() ? script.stage(scheduleFile, schedule) : made;  // against the incoming names
     incoming.swap(scenes);
     scenes.swap(running);
+    if (!staged.ok()) {
+        // Scenes whose constructors faulted are let go as they stand; the others are deleted.
+        Result deleted = made.ok() ? deleteScenes(incoming, true) : Result();
+        livecode.endSwap(false, !made.ok() || !deleted.ok());
+        noteFault(Result::refuse("The rebuilt scenes were not swapped in, the running scenes play on: " +
+                                 staged.reason()));
+        return;
+    }
 
     std::vector<unsigned int> book = effects.animationFrames;
     double position = effects.animationPosition;
-    releaseScenes();
-    destroy();
+    bool rebuilt = livecode.guarded();
+    Result released = releaseAll(scenes, rebuilt);
+    // The incoming scenes are initialised before the running ones are deleted: should they
+    // fault, the running ones go on.
+    Result initialised = initAll(incoming, true);
+    if (!initialised.ok()) {
+        Result again = initAll(scenes, rebuilt);
+        keepFlipBook(book, position);
+        if (!again.ok()) return fallBack(again);
+        livecode.endSwap(false, true);
+        noteFault(Result::refuse(initialised.reason() + ", the running scenes play on"));
+        showPaused();
+        return;
+    }
+    Result deleted = deleteScenes(scenes, rebuilt);
+    for (const Result& fault : {released, deleted}) {
+        if (fault.ok()) continue;
+        livecode.faulted();
+        logger << "Livecode: " << fault.reason() << std::endl;
+    }
     scenes.swap(incoming);
+    timeLine.entries.clear();  // the old entries are not freed
     for (const Timeline& entry : schedule) addSceneToTimeline(entry.name, entry.start, entry.end);
-    initScenes();
     keepFlipBook(book, position);
     std::chrono::steady_clock::time_point handing = std::chrono::steady_clock::now();
-    livecode.endSwap(Result());
+    livecode.endSwap(true);
     std::chrono::steady_clock::time_point done = std::chrono::steady_clock::now();
     logger << "Demo: Swapped in the rebuilt scenes at " << music.getPosition() << " ms, in "
            << std::chrono::duration<double, std::milli>(done - began).count() << " ms, their values taken over in "
            << std::chrono::duration<double, std::milli>(done - handing).count() << " ms" << std::endl;
+    codeNotice.clear();
+    info();
+    showPaused();
 }

@@ -1,33 +1,35 @@
 // Livecode: the build runs as a child process in its own process group, writing into a memory
 // file; each frame asks once, without waiting, whether it has ended. The module it made is
-// loaded from a copy, which is gone from the disk again as soon as it is loaded.
+// copied into a memory file of its own, so that no copy of it is ever on a disk: a throw-away
+// copy of the program loads it first, then the program itself, both from /proc/self/fd.
 #include "livecode.h"
 
-#include <dlfcn.h>       // Required for: dlopen(), dlsym(), dlclose(), dlerror()
-#include <fcntl.h>       // Required for: open()
-#include <signal.h>      // Required for: kill(), SIGKILL, SIGTERM
-#include <sys/mman.h>    // Required for: memfd_create()
-#include <sys/prctl.h>   // Required for: prctl(), PR_SET_PDEATHSIG
-#include <sys/wait.h>    // Required for: waitpid()
-#include <unistd.h>      // Required for: fork(), execlp(), dup2(), read(), write(), lseek(), access()
+#include <cxxabi.h>       // Required for: abi::__cxa_demangle(), an undefined symbol in words
+#include <dlfcn.h>        // Required for: dlopen(), dlsym(), dlclose(), dlerror()
+#include <fcntl.h>        // Required for: open()
+#include <sys/mman.h>     // Required for: memfd_create()
+#include <sys/sendfile.h> // Required for: sendfile(), the module into its memory file
+#include <sys/stat.h>     // Required for: stat(), the sources' and the program's times
+#include <sys/wait.h>     // Required for: WIFEXITED(), WEXITSTATUS()
+#include <unistd.h>       // Required for: read(), write(), lseek(), access(), ftruncate()
 
-#include <cerrno>   // Required for: errno
-#include <chrono>   // Required for: std::chrono::steady_clock
-#include <cstdio>   // Required for: snprintf()
-#include <cstdlib>  // Required for: getenv(), mkstemps()
-#include <cstring>  // Required for: memcpy(), strerror()
-#include <fstream>  // Required for: std::ifstream
-#include <regex>    // Required for: std::regex, the compiler's error lines
-#include <sstream>  // Required for: std::istringstream
+#include <cerrno>      // Required for: errno
+#include <chrono>      // Required for: std::chrono::steady_clock
+#include <cstdio>      // Required for: snprintf()
+#include <cstdlib>     // Required for: getenv(), free()
+#include <cstring>     // Required for: memcpy(), strerror()
+#include <filesystem>  // Required for: the sources newer than the program
+#include <fstream>     // Required for: std::ifstream
+#include <regex>       // Required for: std::regex, the compiler's and CMake's error lines
+#include <sstream>     // Required for: std::istringstream
 
+#include "guard.h"
 #include "logger.h"
+#include "watcher.h"
 
 // The target scenes/CMakeLists.txt defines, and the file it writes in the build directory.
 static const char* const moduleTarget = "scenemodule";
 static const char* const moduleFile = "/scenes.so";
-
-// A child that cannot start cmake says so with this status, as a shell does.
-static const int cannotRun = 127;
 
 static double seconds()
 {
@@ -42,41 +44,56 @@ static std::string directory(const char* variable, const char* built)
 
 std::string Livecode::sourceDirectory() { return directory("DEMO_SCENES", SCENE_SOURCES_DIR); }
 
+std::string Livecode::engineDirectory() { return ENGINE_SOURCES_DIR; }
+
 std::string Livecode::buildDirectory() { return directory("DEMO_SCENES_BUILD", SCENE_BUILD_DIR); }
 
+std::string Livecode::newerThanProgram(const std::string& folder, bool (*counts)(const std::string& name))
+{
+    namespace fs = std::filesystem;
+    std::error_code failed;
+    fs::file_time_type built = fs::last_write_time("/proc/self/exe", failed);
+    if (failed) return "";
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, failed)) {
+        std::string name = entry.path().filename().string();
+        if (counts(name) && entry.is_regular_file(failed) && entry.last_write_time(failed) > built)
+            return entry.path().string();
+    }
+    return "";
+}
+
 Livecode::Livecode()
-    : started(false), swapping(false), child(-1), output(-1), began(0.0), module(nullptr), loaded(nullptr),
-      copies(0)
+    : started(false), swapping(false), step(Step::Idle), output(-1), began(0.0), aside(0), asideBytes(0.0)
 {
 }
 
 // The modules stay loaded to the end: the director deletes their scenes after this goes.
 Livecode::~Livecode()
 {
-    if (child > 0) {
-        kill(-child, SIGKILL);
-        waitpid(child, nullptr, 0);
-    }
     if (output >= 0) close(output);
+    if (aside > 0)
+        logger << "Livecode: " << aside << (aside == 1 ? " module" : " modules") << " put aside after a fault stayed loaded, " << asideBytes / 1024.0
+               << " KB" << std::endl;
 }
 
-void Livecode::keepValue(const char* name, void* address, size_t size)
+void Livecode::keepValue(const char* name, void* address, size_t size, const char* type)
 {
     std::vector<Kept>& list = swapping ? incoming : kept;
     for (Kept& entry : list)
         if (entry.name == name) {
-            entry = {name, address, size};  // a scene made again replaces its old values
+            entry = {name, type, address, size};  // a scene made again replaces its old values
             return;
         }
-    list.push_back({name, address, size});
+    list.push_back({name, type, address, size});
 }
 
-// The compiler the build directory was configured with, "" when it names none.
-static std::string compilerOf(std::ifstream& cache)
+// The value `key` ("CMAKE_CXX_COMPILER:FILEPATH") has in the build directory's cache, "" when
+// it has none.
+static std::string cached(const std::string& key)
 {
-    const std::string key = "CMAKE_CXX_COMPILER:FILEPATH=";
+    std::ifstream cache(Livecode::buildDirectory() + "/CMakeCache.txt");
     for (std::string line; std::getline(cache, line);)
-        if (line.compare(0, key.size(), key) == 0) return line.substr(key.size());
+        if (line.compare(0, key.size() + 1, key + "=") == 0) return line.substr(key.size() + 1);
     return "";
 }
 
@@ -94,13 +111,12 @@ void Livecode::start()
 {
     if (started) return;
     std::string build = buildDirectory();
-    std::ifstream cache(build + "/CMakeCache.txt");
-    if (!cache) {
+    if (access((build + "/CMakeCache.txt").c_str(), R_OK) != 0) {
         logger << "Livecode: No build directory at " << build << ", saved scenes are not rebuilt" << std::endl;
         return;
     }
     // Without CMake or the compiler every build would fail the same way: said once, here.
-    std::string compiler = compilerOf(cache);
+    std::string compiler = cached("CMAKE_CXX_COMPILER:FILEPATH");
     if (access(compiler.c_str(), X_OK) != 0) {
         logger << "Livecode: No compiler at " << compiler << ", saved scenes are not rebuilt" << std::endl;
         return;
@@ -113,59 +129,82 @@ void Livecode::start()
     logger << "Livecode: Rebuilding the scenes on every save in " << sourceDirectory() << std::endl;
 }
 
+void Livecode::own(Registration registration)
+{
+    program.registration = registration;
+    if (!running.registration) running = previous = program;
+}
+
 void Livecode::rebuild(const std::string& file)
 {
     if (!started) return;
-    if (child <= 0) return launch(file);
+    if (step == Step::Vetting) {  // what it vets is out of date
+        build.stop();
+        build.wait(-1);
+        drop(candidate);
+        step = Step::Idle;
+    }
+    if (step == Step::Idle) return launch(file);
     // The build that runs now builds sources that are stale already: it is stopped, and the
     // next one starts once it has gone. SIGTERM, so that make deletes what it was writing.
-    if (waiting.empty()) kill(-child, SIGTERM);
+    if (waiting.empty()) build.stop(SIGTERM);
     waiting = file;
+}
+
+// Empties the memory file the children write into, made at the first use
+static bool emptied(int& file)
+{
+    if (file < 0) file = memfd_create("scene build", MFD_CLOEXEC);
+    return file >= 0 && ftruncate(file, 0) == 0 && lseek(file, 0, SEEK_SET) == 0;
 }
 
 void Livecode::launch(const std::string& file)
 {
     logger << "Livecode: " << file << " changed, rebuilding the scenes" << std::endl;
-    if (output < 0) output = memfd_create("scene build", MFD_CLOEXEC);
-    if (output < 0 || ftruncate(output, 0) != 0) {
+    if (!emptied(output)) {
         logger << "Livecode: Cannot keep the build's output: " << strerror(errno) << std::endl;
         return;
     }
-    std::string build = buildDirectory();
+    Process::Setting setting;
+    setting.in = Process::nowhere;
+    setting.out = setting.err = output;
     began = seconds();
-    child = fork();
-    if (child == 0) {
-        // Its own group, so that the whole build (make, the compilers) can be stopped at once,
-        // and stopped with the program however the program ends.
-        setpgid(0, 0);
-        prctl(PR_SET_PDEATHSIG, SIGTERM);
-        int nothing = open("/dev/null", O_RDONLY);
-        dup2(nothing, 0);
-        dup2(output, 1);
-        dup2(output, 2);
-        execlp("cmake", "cmake", "--build", build.c_str(), "--target", moduleTarget, static_cast<char*>(nullptr));
-        std::string why = std::string("cannot run cmake: ") + strerror(errno) + "\n";
-        ssize_t ignored = write(2, why.data(), why.size());
-        (void)ignored;
-        _exit(cannotRun);
+    Result started = build.start({"cmake", "--build", buildDirectory(), "--target", moduleTarget}, setting);
+    if (!started.ok()) {
+        logger << "Livecode: Cannot rebuild the scenes, " << started.reason() << std::endl;
+        return;
     }
-    if (child < 0) logger << "Livecode: Cannot start the build: " << strerror(errno) << std::endl;
+    step = Step::Building;
 }
 
-Livecode::Registration Livecode::update()
+Result Livecode::update()
 {
-    if (child <= 0) return nullptr;
-    int status = 0;
-    if (waitpid(child, &status, WNOHANG) != child) return nullptr;
-    child = -1;
-    if (waiting.empty()) return finish(status);
+    if (step == Step::Idle || build.running()) {
+        if (step == Step::Vetting && seconds() - began > Guard::bound) {
+            build.stop();
+            build.wait(-1);
+            step = Step::Idle;
+            drop(candidate);
+            return Result::refuse("Cannot load the rebuilt scenes: a file-level constructor has not returned after " +
+                                  std::to_string(Guard::bound) + " s (an endless loop?)");
+        }
+        return Result();
+    }
+    Step ended = step;
+    step = Step::Idle;
+    if (ended == Step::Vetting) return vet();
+    if (waiting.empty()) return finish();
     std::string next = waiting;  // the build stopped for a newer save
     waiting.clear();
     launch(next);
-    return nullptr;
+    return Result();
 }
 
-// Everything the build wrote
+Livecode::Registration Livecode::arrived() const { return arriving.registration; }
+
+bool Livecode::guarded() const { return running.module != nullptr; }
+
+// Everything a child wrote into `file`
 static std::string readAll(int file)
 {
     std::string text;
@@ -175,132 +214,261 @@ static std::string readAll(int file)
     return text;
 }
 
-// The compiler's first error as "file:line: error: message", the file relative to the scene sources'
-// parent ("scenes/intro.cpp"); the build's last line when no compiler error is in it (make's
-// own complaint, a linker's).
+// `path` made relative to the scene sources' parent ("scenes/intro.cpp")
+static std::string fromSources(std::string path, const std::string& sources)
+{
+    std::string root = sources.substr(0, sources.find_last_of('/') + 1);
+    if (path.compare(0, root.size(), root) == 0) path.erase(0, root.size());
+    return path;
+}
+
+// The build's first error as "file:line: message", the file relative to the scene sources'
+// parent: the compiler's ("scenes/intro.cpp:3: error: ..."), or CMake's, whose message is on
+// the indented line after its "CMake Error at file:line (command):", the file relative to the
+// build's source tree; the build's last line when neither is in it (make's own complaint, a
+// linker's).
 static std::string firstError(const std::string& text, const std::string& sources)
 {
-    static const std::regex error(R"(^(.+?):(\d+):(?:\d+:)? ((?:fatal )?error: .*)$)");
-    std::string root = sources.substr(0, sources.find_last_of('/') + 1);
+    std::string tree = cached("CMAKE_HOME_DIRECTORY:INTERNAL") + "/";
+    static const std::regex compiler(R"(^(.+?):(\d+):(?:\d+:)? ((?:fatal )?error: .*)$)");
+    static const std::regex cmake(R"(^CMake Error at (.+?):(\d+)(?: \(.*\))?:$)");
     std::istringstream lines(text);
-    std::string last;
+    std::string last, place;
     for (std::string line; std::getline(lines, line);) {
         std::smatch found;
-        if (std::regex_match(line, found, error)) {
+        if (!place.empty() && line.compare(0, 2, "  ") == 0) return place + line.substr(line.find_first_not_of(' '));
+        if (std::regex_match(line, found, compiler))
+            return fromSources(found[1], sources) + ":" + found[2].str() + ": " + found[3].str();
+        if (std::regex_match(line, found, cmake)) {
             std::string file = found[1];
-            if (file.compare(0, root.size(), root) == 0) file.erase(0, root.size());
-            return file + ":" + found[2].str() + ": " + found[3].str();
+            place = fromSources(file[0] == '/' ? file : tree + file, sources) + ":" + found[2].str() + ": ";
         }
         if (!line.empty()) last = line;
     }
     return last;
 }
 
-Livecode::Registration Livecode::finish(int status)
+Result Livecode::finish()
 {
     char took[32];
     snprintf(took, sizeof(took), "%.2f s", seconds() - began);
     std::string text = readAll(output);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
+    if (WIFEXITED(build.status()) && WEXITSTATUS(build.status()) == 0) {
         logger << "Livecode: Built in " << took << std::endl;
         return load();
-    }
-    if (WIFEXITED(status) && WEXITSTATUS(status) == cannotRun && text.rfind("cannot run cmake", 0) == 0) {
-        logger << "Livecode: Cannot rebuild the scenes, " << text.substr(0, text.find('\n')) << std::endl;
-        return nullptr;
     }
     logger << "Livecode: Build failed after " << took << ", the running scenes play on:" << std::endl;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) logger << "Livecode: " << line << std::endl;
-    error = firstError(text, sourceDirectory());
-    return nullptr;
+    return Result::refuse(firstError(text, sourceDirectory()));
 }
 
-void Livecode::fail(const std::string& what, const std::string& detail)
+// The loader's message with the module's memory file named as the build's file, and an
+// undefined symbol as it reads in the source: "undefined symbol: undefinedHere()"
+static std::string readable(std::string message, const std::string& loaded, const std::string& built)
 {
-    logger << "Livecode: " << what << ", the running scenes play on: " << detail << std::endl;
-    error = what + ": " + detail;
+    if (message.compare(0, loaded.size(), loaded) == 0) message.replace(0, loaded.size(), built);
+    const std::string undefined = "undefined symbol: ";
+    size_t at = message.find(undefined);
+    if (at == std::string::npos) return message;
+    at += undefined.size();
+    size_t end = message.find_first_of(" ,", at);
+    std::string symbol = message.substr(at, end == std::string::npos ? std::string::npos : end - at);
+    int status = 0;
+    char* name = abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status);
+    if (name) message.replace(at, symbol.size(), name);
+    free(name);
+    return message;
 }
 
-// A private copy of the built module: the next build rewrites the file in the build directory
-// while this one runs. Every copy has a name of its own, since the loader takes a name it has
-// loaded before for the module it loaded then; the name goes as soon as the module is loaded.
-static std::string copyModule(const std::string& path, int number)
+// The module the build made, in a memory file of its own: the next build rewrites the build's
+// file while this one runs
+static int copyModule(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return "";
-    const char* temporary = getenv("TMPDIR");
-    std::string pattern = std::string(temporary && *temporary ? temporary : "/tmp") + "/demo-scenes-" +
-                          std::to_string(getpid()) + "-" + std::to_string(number) + "-XXXXXX.so";
-    int copy = mkstemps(&pattern[0], 3);
-    if (copy < 0) return "";
-    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    bool written = write(copy, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-    close(copy);
-    if (written) return pattern;
-    unlink(pattern.c_str());
-    return "";
+    int source = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (source < 0) return -1;
+    struct stat status;
+    int copy = fstat(source, &status) == 0 ? memfd_create(Guard::moduleFile, MFD_CLOEXEC) : -1;
+    off_t offset = 0;
+    while (copy >= 0 && offset < status.st_size)
+        if (sendfile(copy, source, &offset, static_cast<size_t>(status.st_size - offset)) <= 0) {
+            close(copy);
+            copy = -1;
+        }
+    close(source);
+    return copy;
 }
 
-Livecode::Registration Livecode::load()
+static std::string inMemory(int file) { return "/proc/self/fd/" + std::to_string(file); }
+
+// Starts loading the module in a throw-away copy of the program: its file-level constructors
+// may crash, exit or never return, and that copy takes it.
+Result Livecode::load()
 {
     std::string path = buildDirectory() + moduleFile;
-    std::string copy = copyModule(path, ++copies);
-    if (copy.empty()) {
-        fail("Cannot read the rebuilt scenes", path);
-        return nullptr;
+    std::string changed = newerThanProgram(engineDirectory(), Watcher::engineHeader);
+    if (!changed.empty())
+        return Result::refuse("Rebuilt scenes are not swapped in: the engine changed (" + changed +
+                              " is newer than the demo), rebuild and restart it");
+    candidate.file = copyModule(path);
+    if (candidate.file < 0 || !emptied(output)) {
+        drop(candidate);
+        return Result::refuse("Cannot read the rebuilt scenes: " + path);
     }
-    void* handle = dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
-    unlink(copy.c_str());
+    std::string loaded = inMemory(candidate.file);
+    Process::Setting setting;
+    setting.out = setting.err = output;
+    int said = output;
+    Result started = build.start(
+        [&] {
+            guard.forked();
+            const char* why = nullptr;
+            Result opened = guard.call(
+                "", "module load", [&] { why = dlopen(loaded.c_str(), RTLD_NOW | RTLD_LOCAL) ? nullptr : dlerror(); },
+                false);
+            std::string refusal = opened.ok() ? (why ? why : "") : opened.reason();
+            ssize_t written = write(said, refusal.data(), refusal.size());
+            (void)written;
+            return refusal.empty() ? 0 : 1;
+        },
+        setting);
+    if (!started.ok()) {
+        drop(candidate);
+        return Result::refuse("Cannot load the rebuilt scenes: " + started.reason());
+    }
+    began = seconds();
+    step = Step::Vetting;
+    return Result();
+}
+
+// The vetting ended: a module that loaded there is loaded here
+Result Livecode::vet()
+{
+    std::string path = buildDirectory() + moduleFile, loaded = inMemory(candidate.file);
+    if (!WIFEXITED(build.status()) || WEXITSTATUS(build.status()) != 0) {
+        std::string said = readAll(output);
+        drop(candidate);
+        return Result::refuse("Cannot load the rebuilt scenes: " +
+                              readable(said.empty() ? "module load: " + build.ending() : said, loaded, path));
+    }
+    void* handle = nullptr;
+    Result opened = guard.call("", "module load", [&] { handle = dlopen(loaded.c_str(), RTLD_NOW | RTLD_LOCAL); }, false);
+    if (!opened.ok()) {  // behaved in the copy, not here: the loader may be left halfway
+        putAside(candidate);
+        return Result::refuse("Cannot load the rebuilt scenes: " + opened.reason());
+    }
     if (!handle) {
-        // Named after the module the build made, not the copy that is gone already.
-        std::string why = dlerror();
-        if (why.compare(0, copy.size(), copy) == 0) why.replace(0, copy.size(), path);
-        fail("Cannot load the rebuilt scenes", why);
-        return nullptr;
+        std::string why = readable(dlerror(), loaded, path);
+        drop(candidate);
+        return Result::refuse("Cannot load the rebuilt scenes: " + why);
     }
-    Registration registration = reinterpret_cast<Registration>(dlsym(handle, "registerScenes"));
-    if (!registration) {
-        dlclose(handle);
-        fail("Cannot load the rebuilt scenes", path + " registers no scenes");
-        return nullptr;
+    candidate.module = handle;
+    candidate.registration = reinterpret_cast<Registration>(dlsym(handle, "registerScenes"));
+    if (!candidate.registration) {
+        drop(candidate);
+        return Result::refuse("Cannot load the rebuilt scenes: " + path + " registers no scenes");
     }
-    loaded = handle;
-    return registration;
+    arriving = candidate;
+    candidate = Version();
+    return Result();
+}
+
+// A module no scene of which runs any more: unloaded, its file-level destructors guarded
+void Livecode::drop(Version& version)
+{
+    if (version.faulted) return putAside(version);
+    if (version.module) {
+        void* module = version.module;
+        Result unloaded = guard.call("", "module unload", [module] { dlclose(module); }, false);
+        if (!unloaded.ok()) {
+            logger << "Livecode: " << unloaded.reason() << std::endl;
+            return putAside(version);
+        }
+    }
+    if (version.file >= 0) close(version.file);
+    version = Version();
+}
+
+// A module whose code faulted: never called again, and left loaded with its memory file open,
+// so that no later module can take its name
+void Livecode::putAside(Version& version)
+{
+    if (version.file >= 0) {
+        struct stat status;
+        if (fstat(version.file, &status) == 0) asideBytes += static_cast<double>(status.st_size);
+        aside++;
+    }
+    version = Version();
+}
+
+std::vector<Livecode::Value> Livecode::valuesOf(const std::vector<Kept>& list)
+{
+    std::vector<Value> values;
+    for (const Kept& entry : list) {
+        const unsigned char* bytes = static_cast<const unsigned char*>(entry.address);
+        values.push_back({entry.name, entry.type, std::vector<unsigned char>(bytes, bytes + entry.size)});
+    }
+    return values;
+}
+
+// A value whose name, type or size changed starts from what the new scene gives it.
+void Livecode::handOver(const std::vector<Value>& values, const std::vector<Kept>& list)
+{
+    for (const Kept& entry : list)
+        for (const Value& value : values)
+            if (value.name == entry.name && value.type == entry.type && value.bytes.size() == entry.size)
+                memcpy(entry.address, value.bytes.data(), entry.size);
+}
+
+void Livecode::snapshot()
+{
+    if (before.size() != kept.size()) before = valuesOf(kept);
+    for (size_t i = 0; i < kept.size(); i++) memcpy(before[i].bytes.data(), kept[i].address, kept[i].size);
 }
 
 void Livecode::beginSwap()
 {
-    taken.clear();
-    for (const Kept& entry : kept) {
-        const unsigned char* bytes = static_cast<const unsigned char*>(entry.address);
-        taken.push_back({entry.name, std::vector<unsigned char>(bytes, bytes + entry.size)});
-    }
+    taken = valuesOf(kept);
     incoming.clear();
     swapping = true;
 }
 
-void Livecode::endSwap(const Result& swapped)
+void Livecode::endSwap(bool swapped, bool codeFaulted)
 {
     swapping = false;
-    if (!swapped.ok()) {
+    if (!swapped) {
         incoming.clear();
-        if (loaded) dlclose(loaded);
-        loaded = nullptr;
-        fail("The rebuilt scenes were not swapped in", swapped.reason());
+        arriving.faulted = arriving.faulted || codeFaulted;
+        drop(arriving);
+        handOver(taken, kept);
         return;
     }
-    // A value whose name or size changed starts from what the new scene gives it.
-    for (const Kept& entry : incoming)
-        for (const Value& value : taken)
-            if (value.name == entry.name && value.bytes.size() == entry.size)
-                memcpy(entry.address, value.bytes.data(), entry.size);
+    handOver(taken, incoming);
     kept.swap(incoming);
     incoming.clear();
     taken.clear();
-    // The old scenes are deleted by now; their code can go.
-    if (module) dlclose(module);
-    module = loaded;
-    loaded = nullptr;
-    error.clear();
+    before.clear();
+    if (!arriving.registration) return;  // a fall back: the versions are in place already
+    if (running.faulted) {
+        putAside(running);
+    } else if (previous.module != running.module) {
+        drop(previous);
+        previous = running;
+    }
+    running = arriving;
+    arriving = Version();
+}
+
+void Livecode::faulted() { running.faulted = true; }
+
+Livecode::Registration Livecode::fallBack()
+{
+    if (!swapping) taken = before.size() == kept.size() ? before : valuesOf(kept);
+    incoming.clear();
+    swapping = true;
+    if (arriving.registration) putAside(arriving);  // it was swapping in, and faulted
+    if (running.module) putAside(running);
+    running = previous;
+    previous = program;
+    return running.registration;
 }

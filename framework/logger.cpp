@@ -42,11 +42,15 @@ void Logger::setEnabled(bool value) { enabled = value; }
 bool Logger::getEnabled() { return enabled; }
 
 static void (*fatalCleanup)() = nullptr;
+static void (*fatalDivert)(const std::string& message) = nullptr;
 
 void onFatal(void (*cleanup)()) { fatalCleanup = cleanup; }
 
+void onFatalDivert(void (*divert)(const std::string& message)) { fatalDivert = divert; }
+
 void fatal(const std::string& message, int status)
 {
+    if (fatalDivert) fatalDivert(message);
     // One end at a time: another thread failing meanwhile (on a file the cleanup just took
     // away) waits for this end rather than speak over its message. Never released.
     static std::recursive_mutex ending;

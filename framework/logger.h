@@ -50,6 +50,10 @@ extern Logger logger;
 // it ends (the capture's unfinished file); a later call replaces it, null removes it
 void onFatal(void (*cleanup)());
 [[noreturn]] void fatal(const std::string& logLine, const std::string& message, int status);
+// Shows `divert` every fatal error first, with its message; one that does not return takes the
+// error over (a rehearsal's guard turns one raised on a rebuilt scene's behalf into a refusal).
+// Null removes it
+void onFatalDivert(void (*divert)(const std::string& message));
 
 // What a rehearsal survives (a bad save, a failed build, a faulting module, a misbehaving
 // editor) comes back up as a Result, and the one who asked decides: the director keeps the

@@ -15,15 +15,31 @@ static const char* const textureDirectory = "data/textures/";
 
 Stage::~Stage() { discard(); }
 
-void Stage::require(std::string picture) { required.insert(picture); }
+void Stage::require(const std::string& scene, const std::vector<std::string>& init, const std::vector<std::string>& drawn)
+{
+    required[scene] = {init, drawn};
+}
 
-// A scene binding a picture that is gone would end the program: such a set is refused.
+// Whether the staged schedule shows `scene` at some time
+static bool shown(const std::vector<Timeline>& schedule, const std::string& scene)
+{
+    for (const Timeline& entry : schedule)
+        if (entry.name == scene) return true;
+    return false;
+}
+
+// A scene binding a picture that is gone would end the program: such a set is refused. Every
+// registered scene is initialised, whatever the schedule; only the scenes it shows draw.
 static Result everyBoundPicture(const Stage& staged)
 {
-    for (const std::string& picture : staged.required)
-        if (staged.images.find(picture) == staged.images.end())
-            return Result::refuse("Texture manager: Error! " + std::string(textureDirectory) + picture +
-                                  " does not exist, and a scene binds it!");
+    for (const auto& [scene, pictures] : staged.required) {
+        std::vector<std::string> needed = pictures.first;
+        if (shown(staged.schedule, scene)) needed.insert(needed.end(), pictures.second.begin(), pictures.second.end());
+        for (const std::string& picture : needed)
+            if (staged.images.find(picture) == staged.images.end())
+                return Result::refuse("Texture manager: Error! " + std::string(textureDirectory) + picture +
+                                      " does not exist, and the " + scene + " scene binds it!");
+    }
     return Result();
 }
 

@@ -11,7 +11,7 @@
 
 #include <functional>
 #include <map>
-#include <set>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -27,14 +27,17 @@ public:
     std::map<std::string, Shader*> shaders;  // built and linked
     std::map<std::string, Image*> images;    // decoded, not yet uploaded
     Synctracks::Files tracks;                // the sync tracks' files, read
-    std::set<std::string> required;          // the pictures the scenes bind by name
+    // The pictures each registered scene binds by name, by scene: in its init, needed whatever
+    // the schedule; while drawing, needed when the schedule shows it
+    std::map<std::string, std::pair<std::vector<std::string>, std::vector<std::string>>> required;
     std::string warning;                     // the pictures that will be drawn garbled, "" for none
     std::function<bool()> between;           // after each file read; false abandons the reading
 
     ~Stage();
 
-    // A picture a scene binds: a set without it is refused
-    void require(std::string picture);
+    // The pictures the scene `scene` binds in its init and while drawing: a set without one of
+    // them is refused, one it binds while drawing only when the schedule shows the scene
+    void require(const std::string& scene, const std::vector<std::string>& init, const std::vector<std::string>& drawn);
     // Reads everything once; refused with the first fault, and nothing staged
     Result read();
     // After each file a load reads: at start-up and on the keys a step of the loading screen,

@@ -20,16 +20,30 @@ static bool endsWith(const std::string& text, const std::string& end)
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-// The files a reload reads, and the settings. Editors' temporary and backup files
-// ("demo.lua~", ".demo.lua.swp") are none of them.
+bool Watcher::ignored(const std::string& name)
+{
+    return name.empty() || name[0] == '.' || name.back() == '~' || (name[0] == '#' && name.back() == '#') ||
+           endsWith(name, ".swp") || name == "4913";
+}
+
+// The files a reload reads, the settings and the sources. Editors' temporary and backup files
+// ("demo.lua~", ".demo.lua.swp", ".#intro.cpp") are none of them.
 static bool schedule(const std::string& name) { return name == "demo.lua"; }
 static bool settings(const std::string& name) { return name == "config.lua"; }
-static bool picture(const std::string& name) { return endsWith(name, ".png"); }
-static bool shaderSource(const std::string& name) { return endsWith(name, ".vert") || endsWith(name, ".frag"); }
-static bool trackFile(const std::string& name) { return endsWith(name, ".track"); }
-static bool sceneSource(const std::string& name)
+static bool picture(const std::string& name) { return !Watcher::ignored(name) && endsWith(name, ".png"); }
+static bool trackFile(const std::string& name) { return !Watcher::ignored(name) && endsWith(name, ".track"); }
+static bool shaderSource(const std::string& name)
 {
-    return endsWith(name, ".cpp") || endsWith(name, ".h") || name == "CMakeLists.txt";
+    return !Watcher::ignored(name) && (endsWith(name, ".vert") || endsWith(name, ".frag"));
+}
+bool Watcher::sceneSource(const std::string& name)
+{
+    return !ignored(name) && (endsWith(name, ".cpp") || endsWith(name, ".h") || name == "CMakeLists.txt");
+}
+bool Watcher::engineHeader(const std::string& name) { return !ignored(name) && endsWith(name, ".h"); }
+static bool engineSource(const std::string& name)
+{
+    return Watcher::engineHeader(name) || (!Watcher::ignored(name) && endsWith(name, ".cpp"));
 }
 
 // Editors save in bursts (a temporary file, a rename, a second write): one signal per burst.
@@ -86,11 +100,11 @@ static bool beingWritten(const std::string& path)
     return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// The scene sources, as a path relative to the working directory when they are inside it: a
-// folder watched under two names would be reported under only one of them.
-static std::string sceneFolder()
+// A folder of sources (the scenes', the engine's), as a path relative to the working directory
+// when it is inside it: a folder watched under two names would be reported under only one of them.
+static std::string sourceFolder(const std::string& folder)
 {
-    std::string sources = Livecode::sourceDirectory() + "/";
+    std::string sources = folder + "/";
     char here[PATH_MAX], there[PATH_MAX];
     if (!getcwd(here, sizeof(here)) || !realpath(sources.c_str(), there)) return sources;
     std::string inside = std::string(here) + "/", resolved = std::string(there) + "/";
@@ -112,7 +126,8 @@ void Watcher::start()
         {"data/", settings, Signal::Settings},
         {"data/textures/", picture, Signal::Data},
         {"data/shaders/", shaderSource, Signal::Data},
-        {sceneFolder(), sceneSource, Signal::Scenes},
+        {sourceFolder(Livecode::sourceDirectory()), sceneSource, Signal::Scenes},
+        {sourceFolder(Livecode::engineDirectory()), engineSource, Signal::Engine},
         {"data/sync/", trackFile, Signal::Tracks, true},
     };
     descriptor = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);

@@ -20,6 +20,7 @@ enum class Signal {
     Settings,  // data/config.lua, which is read once at start-up
     Scenes,    // a scene's source: rebuild the scenes
     Tracks,    // a sync track's file, or a folder of them: reload the data, unless the demo wrote it
+    Engine,    // an engine source, which is built into the program: a restart is needed
 };
 
 class Watcher {
@@ -40,6 +41,14 @@ public:
     // Once the burst has been quiet for a quarter second it is handed back, the first file of
     // each kind under its signal ("data/demo.lua"), and a new one begins; empty until then
     std::map<Signal, std::string> update(unsigned int now);
+
+    // An editor's lock, temporary or backup file, which no save is: names starting with "."
+    // (Emacs's ".#name" lock links among them), "name~", "#name#", "name.swp", vim's "4913"
+    static bool ignored(const std::string& name);
+    // An engine header, which scene code is built against
+    static bool engineHeader(const std::string& name);
+    // A scene source: what the scene module is built from
+    static bool sceneSource(const std::string& name);
 
 private:
     // Which files count, by folder, and what a save of one asks for

@@ -2,6 +2,7 @@
 #include "scenes/show.h"
 
 #include "framework/demo.h"
+#include "framework/livecode.h"
 #include "framework/stage.h"
 #include "scenes/credits.h"
 #include "scenes/greets.h"
@@ -10,19 +11,9 @@
 #include "scenes/riderideranke.h"
 #include "scenes/solardistrict.h"
 
-// Every picture the scenes bind by name. A reload on save refuses a set of pictures without
-// one of them, where the scene would end the program when it binds it.
-static const char* const boundPictures[] = {
-    "logo_vek.png",    "logo_ka.png",    "title_brun.png",      "intro_bg.png",        "intro_fluer.png",
-    "intro_hale.png",  "intro_mann.png", "intro_arm1.png",      "intro_arm2.png",      "intro_hest.png",
-    "bg.png",          "scroll1.png",    "scroll2.png",         "scroll3.png",         "ri_hest_ri0.png",
-    "ri_hest_ri1.png", "guillotine.png", "guillotine_blad.png", "guillotine_head.png", "font1.png",
-    "greets.png",      "bakgrunn2.png",  "credits.png",
-};
-
 void addScenes()
 {
-    for (const char* picture : boundPictures) stage.require(picture);
+    for (const ScenePictures& pictures : scenePictures) stage.require(pictures.scene, pictures.init, pictures.drawn);
     demo.addScene("riderideranke", new Riderideranke());
     demo.addScene("intro", new Intro());
     demo.addScene("guillotine", new Guillotine());
@@ -33,6 +24,7 @@ void addScenes()
 
 void loadShow()
 {
+    livecode.own(addScenes);
     addScenes();
     demo.loadScript("data/demo.lua");
     demo.initScenes();

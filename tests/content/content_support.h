@@ -7,11 +7,7 @@
 
 namespace content {
 
-inline const std::vector<std::string> pictureFiles = {  // every picture the scenes bind
-    "logo_vek.png", "logo_ka.png", "title_brun.png", "intro_bg.png", "intro_fluer.png", "intro_hale.png",
-    "intro_mann.png", "intro_arm1.png", "intro_arm2.png", "intro_hest.png", "bg.png", "scroll1.png", "scroll2.png",
-    "scroll3.png", "ri_hest_ri0.png", "ri_hest_ri1.png", "guillotine.png", "guillotine_blad.png", "guillotine_head.png",
-    "credits.png", "font1.png", "greets.png", "bakgrunn2.png"};
+std::vector<std::string> pictureFiles();  // every picture the scenes bind, as the show lists them
 
 struct Picture {
     int width = 0, height = 0;

@@ -32,14 +32,15 @@ void draw(const char* scene, int ms, int frames)
 
 Solardistrict& district() { return *static_cast<Solardistrict*>(demo.scenes["solardistrict"]); }
 
-// The module of the project's build, as a rehearsal loads it after saves of these files
-Livecode::Registration rebuilt(const std::vector<std::string>& saved)
+// The module of the project's build, as a rehearsal loads it after saves of these files: its
+// registration, or why there is none
+Result rebuilt(const std::vector<std::string>& saved)
 {
-    Livecode::Registration registration = nullptr;
+    Result built;
     livecode.start();
     for (const std::string& file : saved) livecode.rebuild(file);
-    program::waitFor(120, [&] { return (registration = livecode.update()) != nullptr; });
-    return registration;
+    program::waitFor(120, [&] { return !(built = livecode.update()).ok() || livecode.arrived(); });
+    return built;
 }
 
 int count(const std::vector<std::string>& lines, const std::string& start)
@@ -49,6 +50,15 @@ int count(const std::vector<std::string>& lines, const std::string& start)
 
 // A rebuilt show that lost every scene but the greets
 void greetsOnly() { demo.addScene("greets", new IdleScene()); }
+
+// Only plain values are kept, their bytes being the value: keeping a string (which points into
+// the memory of the module that made it) does not compile.
+template <typename T, typename = void>
+struct Keepable : std::false_type {};
+template <typename T>
+struct Keepable<T, std::void_t<decltype(livecode.keep("", std::declval<T&>()))>> : std::true_type {};
+static_assert(Keepable<float>::value && Keepable<int[4]>::value, "plain values are kept");
+static_assert(!Keepable<std::string>::value, "a string is not");
 
 TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
 {
@@ -64,12 +74,12 @@ TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
     Scene* before = demo.scenes["guillotine"];
 
     drawing::LogCapture log;
-    Livecode::Registration registration = rebuilt({"scenes/intro.cpp", "scenes/guillotine.cpp"});
-    ASSERT_NE(registration, nullptr) << livecode.error;
+    Result built = rebuilt({"scenes/intro.cpp", "scenes/guillotine.cpp"});
+    ASSERT_NE(livecode.arrived(), nullptr) << built.reason();
     EXPECT_EQ(count(log.lines(), "Livecode: Built in "), 1) << "a save during a build stops it";
-    demo.swapScenes(registration);
+    demo.swapScenes(livecode.arrived());
     ASSERT_NE(demo.scenes["guillotine"], before) << "the module's scenes run now";
-    EXPECT_EQ(livecode.error, "");
+    EXPECT_TRUE(livecode.guarded());
 
     EXPECT_EQ(district().rotation, rotation) << "init set it to 0; the swap gave it back";
     EXPECT_EQ(district().view, view);
@@ -87,10 +97,29 @@ TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
 TEST(Livecode, RebuiltScenesTheScheduleCannotFindAreRefused)
 {
     std::map<std::string, Scene*> running = demo.scenes;
+    drawing::LogCapture log;
     demo.swapScenes(greetsOnly);
     EXPECT_EQ(demo.scenes, running);
-    EXPECT_EQ(livecode.error, "The rebuilt scenes were not swapped in: Script: Error! data/demo.lua:1: "
-                              "addSceneToTimeline: no scene is registered as intro");
+    EXPECT_EQ(count(log.lines(), "Livecode: The rebuilt scenes were not swapped in, the running scenes play on: "
+                                 "Script: Error! data/demo.lua:1: addSceneToTimeline: no scene is registered as intro"),
+              1);
+}
+
+// A value whose type changed, even to one of the same size, starts from what the new scene gives
+// it; one whose type stayed goes on. Last: the values kept from here on are these two.
+TEST(Livecode, AKeptValueWhoseTypeChangedStartsOver)
+{
+    float angle = 0.1f, turned = 2.5f;
+    livecode.keep("test.angle", angle);
+    livecode.keep("test.turned", turned);
+    livecode.beginSwap();
+    int counted = 7;
+    float turning = 0.0f;
+    livecode.keep("test.angle", counted);
+    livecode.keep("test.turned", turning);
+    livecode.endSwap(true);
+    EXPECT_EQ(counted, 7);
+    EXPECT_EQ(turning, 2.5f);
 }
 
 }  // namespace

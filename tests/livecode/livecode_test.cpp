@@ -5,8 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <regex>
+#include <thread>
 
 #include "tests/support/fixture.h"
 #include "tests/support/program.h"
@@ -47,9 +49,15 @@ protected:
     void SetUp() override
     {
         original = fixture::readFile(credits);
+        lists = fixture::readFile(sources + "/CMakeLists.txt");
         directory.schedule("addSceneToTimeline(\"credits\", 0, 150000)\n");
     }
-    void TearDown() override { fixture::writeFile(credits, original); }
+    void TearDown() override
+    {
+        fixture::writeFile(credits, original);
+        fixture::writeFile(sources + "/CMakeLists.txt", lists);
+        for (const char* added : {"/.#credits.cpp", "/fault.h"}) std::filesystem::remove(sources + added);
+    }
 
     void start(Program& demo)
     {
@@ -58,7 +66,7 @@ protected:
         demo.start();
     }
 
-    std::string original;
+    std::string original, lists;
     Directory directory;
 };
 
@@ -70,8 +78,9 @@ TEST_F(Rehearsal, SavedSceneShowsAtTheSameMusicPositionAndACompileErrorKeepsTheO
     ASSERT_TRUE(waitFor(10, [&] { return isCredits(demo.centre()); }));
     ASSERT_TRUE(demo.waitForLog("Plot "));
 
+    std::filesystem::create_symlink("someone@host.1234:1", sources + "/.#credits.cpp");  // an editor's lock
     save(scroll, red);
-    ASSERT_TRUE(demo.waitForLog(swapped, 60));
+    ASSERT_TRUE(demo.waitForLog(swapped, 60)) << "the lock is no source";
     EXPECT_TRUE(waitFor(5, [&] { return isRed(demo.centre()); })) << "the new colour is drawn";
     std::string log = demo.log();
     EXPECT_THAT(log, HasSubstr("Livecode: " + credits + " changed, rebuilding the scenes\n"));
@@ -81,6 +90,7 @@ TEST_F(Rehearsal, SavedSceneShowsAtTheSameMusicPositionAndACompileErrorKeepsTheO
     EXPECT_LE(std::stoi(log.substr(log.rfind("Plot ", at) + 5)), position) << "the music went on";
     EXPECT_EQ(program::occurrences(log, "Music: Start"), 1) << "the music was neither stopped nor moved";
     EXPECT_EQ(program::occurrences(log, "Music: Stop"), 0);
+    EXPECT_EQ(program::occurrences(log, ".#credits.cpp"), 0) << "the lock started no build";
 
     save(red, "bindTexture(\"logo_vek.png\") ??");
     ASSERT_TRUE(demo.waitForLog("Livecode: Build failed after ", 60));
@@ -92,17 +102,26 @@ TEST_F(Rehearsal, SavedSceneShowsAtTheSameMusicPositionAndACompileErrorKeepsTheO
     EXPECT_THAT(demo.log(), HasSubstr("Livecode: " + credits + ":")) << "the compiler's whole output";
     EXPECT_TRUE(isRed(demo.centre())) << "the running scenes play on";
 
-    // Declared and never defined: the module links, and its loading fails.
+    demo.key("space");  // paused, errors show in the title all the same
+    fixture::writeFile(sources + "/CMakeLists.txt", lists + "add_library(\n");
+    EXPECT_TRUE(waitFor(60, [&] { return (title = demo.title()).find(" - scenes/CMakeLists.txt:") != std::string::npos; }))
+        << "CMake's own file and line: " << title;
+    fixture::writeFile(sources + "/CMakeLists.txt", lists);
+    demo.key("space");
+
+    // Declared and never defined: the module links, and its loading fails, naming the symbol as
+    // the source does.
     fixture::writeFile(credits, original);
     save("Credits::~Credits() {}", "void undefinedHere();\nCredits::~Credits() { undefinedHere(); }");
-    ASSERT_TRUE(demo.waitForLog("Livecode: Cannot load the rebuilt scenes, the running scenes play on: ", 60));
-    EXPECT_TRUE(waitFor(5, [&] { return demo.title().find("undefined symbol: _Z13undefinedHerev") != std::string::npos; }))
+    ASSERT_TRUE(demo.waitForLog("Livecode: Cannot load the rebuilt scenes: ", 60));
+    EXPECT_TRUE(waitFor(5, [&] { return demo.title().find("undefined symbol: undefinedHere()") != std::string::npos; }))
         << demo.title();
     EXPECT_TRUE(isRed(demo.centre()));
 
+    demo.key("space");  // paused, a good swap is drawn at once
     fixture::writeFile(credits, original);
     ASSERT_TRUE(waitFor(60, [&] { return program::occurrences(demo.log(), swapped) == 2; }));
-    EXPECT_TRUE(waitFor(5, [&] { return !isRed(demo.centre()); }));
+    EXPECT_TRUE(waitFor(5, [&] { return !isRed(demo.centre()); })) << "drawn at once, paused as it is";
     EXPECT_TRUE(waitFor(5, [&] { return demo.title().find(" - scenes/") == std::string::npos; })) << demo.title();
 
     demo.key("Escape");
@@ -151,6 +170,76 @@ TEST_F(Rehearsal, WithoutABuildACompilerOrCMakeItSaysSoOnceAndPlays)
         EXPECT_EQ(program::occurrences(demo.log(), "Livecode: "), 1) << said;
         fixture::writeFile(credits, original);
     }
+}
+
+// Every kind of fault a rebuilt scene can commit, each planted in turn in a module built once
+// (faulty_credits.cpp). After each the scenes before it (the last good module, drawing red) play
+// on, the title names the fault, and the save after it takes effect: the rows alternate, so that
+// each fault is followed by a module that swaps in. At the end, SIGTERM during a freeze ends it.
+TEST_F(Rehearsal, EveryFaultOfRebuiltScenesRollsBackToTheScenesBeforeAndTheNextSaveTakesEffect)
+{
+    const std::string loaded = "Cannot load the rebuilt scenes: ";
+    const std::vector<std::pair<std::string, std::string>> faults = {
+        {"load crash", loaded + "module load: SIGSEGV (Segmentation fault)"},
+        {"draw crash", "credits draw: SIGSEGV (Segmentation fault), rolled back"},
+        {"load loop", loaded + "a file-level constructor has not returned after 3 s (an endless loop?)"},
+        {"draw overflow", "credits draw: stack overflow (SIGSEGV (Segmentation fault)), rolled back"},
+        {"init throw", "credits init: threw std::runtime_error: planted, the running scenes play on"},
+        {"draw throw", "credits draw: threw std::runtime_error: planted, rolled back"},
+        {"init loop", "credits init: still running after 3 s (an endless loop?), the running scenes play on"},
+        {"draw abort", "credits draw: abort() called, rolled back"},
+        {"draw exit", "credits draw: exit(0) called, rolled back"},
+        {"draw _exit", "credits draw: _exit(3) called, rolled back"},
+        {"draw terminate", "credits draw: std::terminate called, rolled back"},
+        {"draw picture", "credits draw: Texture manager: Trying to bind texture missing.png that does not exist!"},
+        {"draw uniform", "credits draw: Shader: Cannot find uniform variable missing in shader., rolled back"},
+        {"draw loop", "credits draw: still running after 3 s (an endless loop?), rolled back"},
+        {"none", ""},
+    };
+    directory.write("fault", "none");
+    Program demo(directory);
+    // Plants `fault` and saves: the module loads again. False when it should swap in and does not
+    auto plant = [&](const std::string& fault) {
+        int swaps = program::occurrences(demo.log(), swapped);
+        directory.write("fault", fault);
+        fixture::writeFile(sources + "/fault.h", "// " + fault + "\n");
+        bool swapsIn = fault.rfind("draw", 0) == 0 || fault == "none";
+        return !swapsIn || waitFor(60, [&] { return program::occurrences(demo.log(), swapped) > swaps; });
+    };
+    start(demo);
+    ASSERT_TRUE(demo.waitForLog("Livecode: Rebuilding the scenes on every save in ", 20));
+    fixture::writeFile(credits, fixture::readFile(FAULTY_CREDITS));
+    ASSERT_TRUE(demo.waitForLog(swapped, 90));
+    ASSERT_TRUE(waitFor(5, [&] { return isRed(demo.centre()); }));
+
+    for (const auto& [fault, said] : faults) {
+        EXPECT_TRUE(plant(fault)) << fault << ": the save after the one before took effect";
+        std::string title;
+        EXPECT_TRUE(waitFor(60, [&] { return (title = demo.title()).find(" - " + said) != std::string::npos; }))
+            << fault << ": " << title;
+        std::string log = demo.log();
+        EXPECT_TRUE(waitFor(5, [&] { return demo.log().find("Plot ", log.size()) != std::string::npos; }))
+            << fault << ": frames go on";
+        EXPECT_TRUE(isRed(demo.centre())) << fault << ": the scenes before play on";
+    }
+    std::string title = demo.title();
+    EXPECT_EQ(title.find(" - ", title.find(" - FPS: ") + 3), std::string::npos) << "a good swap clears it: " << title;
+
+    int position = 0;
+    for (const std::string& line : program::lines(demo.log())) {
+        size_t at = line.find(" - Plot ");
+        if (at == std::string::npos) continue;
+        EXPECT_GE(std::stoi(line.substr(at + 8)), position) << "the music never goes back";
+        position = std::stoi(line.substr(at + 8));
+    }
+    EXPECT_EQ(program::occurrences(demo.log(), "Music: Start"), 1);
+
+    // Frozen in an endless loop, SIGTERM ends it before the loop's bound has run out.
+    ASSERT_TRUE(plant("draw loop"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    demo.send(SIGTERM);
+    EXPECT_EQ(demo.wait(10).signal, SIGTERM);
+    EXPECT_EQ(program::occurrences(demo.log(), "credits draw: still running"), 1) << "ended during the freeze";
 }
 
 }  // namespace

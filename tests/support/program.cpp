@@ -141,6 +141,11 @@ Result Program::wait(double seconds)
     return result;
 }
 
+void Program::send(int signal)
+{
+    if (pid > 0 && !finished) kill(pid, signal);
+}
+
 std::string Program::log() const { return directory.read("demo.log"); }
 
 std::string Program::out() const { return directory.read("stdout.txt"); }

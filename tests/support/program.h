@@ -53,6 +53,8 @@ public:
     bool running();
     // Waits for the end within `seconds`; kills the program and reports a signal otherwise
     Result wait(double seconds = 30);
+    // Sends the program `signal` (SIGTERM, SIGINT, ...)
+    void send(int signal);
 
     std::string log() const;
     std::string out() const;

@@ -170,7 +170,7 @@ TEST_F(SavingInRehearsal, MistakesKeepItPlayingWithTheErrorInLogAndTitleUntilMen
          scheduleSaved("\naddSceneToTimeline(\"credit\", 0, 150000)\n"), scheduleMended},
         {"Image: Error! data/textures/credits.png could not be decoded!",
          pictureSaved("\x89PNG\r\n\x1a\n and no chunks"), pictureMended},
-        {"Texture manager: Error! data/textures/credits.png does not exist, and a scene binds it!",
+        {"Texture manager: Error! data/textures/credits.png does not exist, and the credits scene binds it!",
          [&] { fs::rename(directory.file("data/textures/credits.png"), directory.file("data/textures/c.png")); },
          [&] { fs::rename(directory.file("data/textures/c.png"), directory.file("data/textures/credits.png")); }},
         {"Image: Error! data/textures/pipe.png is not a regular file!",
