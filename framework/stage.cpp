@@ -30,13 +30,14 @@ static bool shown(const std::vector<Timeline>& schedule, const std::string& scen
 
 // A scene binding a picture that is gone would end the program: such a set is refused. Every
 // registered scene is initialised, whatever the schedule; only the scenes it shows draw.
-static Result everyBoundPicture(const Stage& staged)
+static Result everyBoundPicture(const Stage::Bindings& required, const std::vector<Timeline>& schedule,
+                                const std::map<std::string, Image*>& images)
 {
-    for (const auto& [scene, pictures] : staged.required) {
+    for (const auto& [scene, pictures] : required) {
         std::vector<std::string> needed = pictures.first;
-        if (shown(staged.schedule, scene)) needed.insert(needed.end(), pictures.second.begin(), pictures.second.end());
+        if (shown(schedule, scene)) needed.insert(needed.end(), pictures.second.begin(), pictures.second.end());
         for (const std::string& picture : needed)
-            if (staged.images.find(picture) == staged.images.end())
+            if (images.find(picture) == images.end())
                 return Result::refuse("Texture manager: Error! " + std::string(textureDirectory) + picture +
                                       " does not exist, and the " + scene + " scene binds it!");
     }
@@ -61,7 +62,7 @@ Result Stage::read()
     if (complete.ok()) complete = synctracks.readFiles(tracks);
     if (complete.ok()) complete = shadermanager.buildShaders(shaders, true);
     if (complete.ok()) complete = texturemanager.decodeImages(images, true);
-    if (complete.ok()) complete = everyBoundPicture(*this);
+    if (complete.ok()) complete = everyBoundPicture(required, schedule, images);
     if (!complete.ok()) {
         discard();
         return complete;

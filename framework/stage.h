@@ -11,8 +11,8 @@
 
 #include <functional>
 #include <map>
-#include <utility>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "image.h"
@@ -23,15 +23,12 @@
 
 class Stage {
 public:
-    std::vector<Timeline> schedule;          // the entries demo.lua adds, not yet scheduled
-    std::map<std::string, Shader*> shaders;  // built and linked
-    std::map<std::string, Image*> images;    // decoded, not yet uploaded
-    Synctracks::Files tracks;                // the sync tracks' files, read
     // The pictures each registered scene binds by name, by scene: in its init, needed whatever
     // the schedule; while drawing, needed when the schedule shows it
-    std::map<std::string, std::pair<std::vector<std::string>, std::vector<std::string>>> required;
-    std::string warning;                     // the pictures that will be drawn garbled, "" for none
-    std::function<bool()> between;           // after each file read; false abandons the reading
+    typedef std::map<std::string, std::pair<std::vector<std::string>, std::vector<std::string>>> Bindings;
+
+    std::string warning;            // the pictures that will be drawn garbled, "" for none
+    std::function<bool()> between;  // after each file read; false abandons the reading
 
     ~Stage();
 
@@ -47,6 +44,13 @@ public:
     void swap();
     // Lets go of whatever is staged
     void discard();
+
+private:
+    std::vector<Timeline> schedule;          // the entries demo.lua adds, not yet scheduled
+    std::map<std::string, Shader*> shaders;  // built and linked
+    std::map<std::string, Image*> images;    // decoded, not yet uploaded
+    Synctracks::Files tracks;                // the sync tracks' files, read
+    Bindings required;
 };
 
 extern Stage stage;

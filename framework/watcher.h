@@ -1,10 +1,10 @@
-// Watcher: notices saves during a rehearsal. In debug mode it watches data/ and the scene
-// sources with inotify and,
-// once a burst of saves has been quiet for a quarter second, says what the burst touched; the
-// director decides what to do about it. No thread and no timer of its own: it reads once a
-// frame, on the clock it is given, and calls nothing back.
+// Watcher: notices saves during a rehearsal. In debug mode it watches data/, the scene sources
+// and the engine's with inotify and, once a burst of saves has been quiet for a quarter second,
+// says what the burst touched; the director decides what to do about it. No thread and no timer
+// of its own: it reads once a frame, on the clock it is given, and calls nothing back.
 //
-// Depends on: Linux inotify, the log. Owns: the inotify descriptor and its watches.
+// Depends on: Linux inotify, the live code (where the scene and engine sources are), the log.
+// Owns: the inotify descriptor and its watches.
 #pragma once
 
 #include <map>
@@ -25,13 +25,6 @@ enum class Signal {
 
 class Watcher {
 public:
-    int descriptor;                                            // the inotify instance, -1 when there is none
-    std::map<int, std::string> folders;                        // watch to folder: "data/textures/", "" the working one
-    std::map<std::pair<int, std::string>, std::string> links;  // a linked file (its folder's watch
-                                                               // and name) to the watched link
-    std::map<Signal, std::string> burst;                       // the burst so far: its first file of each kind
-    unsigned int lastChange;                                   // when the burst's latest change was read
-
     Watcher();
     ~Watcher();
 
@@ -51,6 +44,13 @@ public:
     static bool sceneSource(const std::string& name);
 
 private:
+    int descriptor;                                            // the inotify instance, -1 when there is none
+    std::map<int, std::string> folders;                        // watch to folder: "data/textures/", "" the working one
+    std::map<std::pair<int, std::string>, std::string> links;  // a linked file (its folder's watch
+                                                               // and name) to the watched link
+    std::map<Signal, std::string> burst;                       // the burst so far: its first file of each kind
+    unsigned int lastChange;                                   // when the burst's latest change was read
+
     // Which files count, by folder, and what a save of one asks for
     struct Rule {
         std::string folder;  // "data/textures/", or the scene sources wherever they are
