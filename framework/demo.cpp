@@ -75,6 +75,8 @@ static bool quitWaiting()
     return false;
 }
 
+// ---- Assets, scenes and the schedule ------------------------------------------------------------
+
 Demo::Demo()
 {
     logger << "Demo: Initializing..." << std::endl;
@@ -159,6 +161,8 @@ void Demo::releaseScenes()
     noteFault(done);
 }
 
+// ---- Playing and pausing ------------------------------------------------------------------------
+
 void Demo::start()
 {
     if (Config::debug) {
@@ -186,6 +190,8 @@ void Demo::setPause(bool pause)
     timer.pause(pause);
     if (Config::debug) window.setTitle(pause ? "Paused" : "Running");
 }
+
+// ---- A rehearsal: saves, builds and the sync editor, between the events and the frame -----------
 
 // A paused show draws nothing until it resumes: what a save changed is drawn now, and it stays
 // paused.
@@ -244,6 +250,8 @@ static void followEditor()
     if (asked.changed || asked.seek >= 0) showPaused();
 }
 
+// ---- One frame ----------------------------------------------------------------------------------
+
 void Demo::update()
 {
     events.update();
@@ -289,6 +297,8 @@ void Demo::draw()
     }
 }
 
+// ---- Seeking by schedule entry ------------------------------------------------------------------
+
 // True when `index` names an entry of the schedule; the skip keys are bounded by the number
 // of registered scenes, so the schedule may be shorter.
 static bool inSchedule(int index) { return index >= 0 && index < static_cast<int>(timeLine.entries.size()); }
@@ -325,6 +335,8 @@ void Demo::previousScene()
     music.setPosition(start);
     logger << "Scene: new active scene is " << current << "/" << n << " - time: " << start << std::endl;
 }
+
+// ---- Reload and restart, by key and on a save ---------------------------------------------------
 
 // Steps shared by reload and restart: everything is rebuilt from the files on disk, so what a
 // reload on save had to say no longer holds.
@@ -402,6 +414,8 @@ void Demo::restart()
     start();
 }
 
+// ---- The status line and the time bar -----------------------------------------------------------
+
 void Demo::info()
 {
     int length = music.getLength();
@@ -477,6 +491,8 @@ void Demo::debug()
     camera.disable2D();
 }
 
+// ---- Shut-down ----------------------------------------------------------------------------------
+
 // Deletes every scene of `set`, in name order, past a fault, and empties it; the first fault
 static Result deleteScenes(std::map<std::string, Scene*>& set, bool rebuilt)
 {
@@ -499,6 +515,8 @@ void Demo::destroy()
     livecode.faulted();
     logger << "Livecode: " << done.reason() << std::endl;
 }
+
+// ---- Rebuilt scenes: the swap and the fall-back -------------------------------------------------
 
 // True when `book` is `unit` over and over.
 static bool repeats(const std::vector<unsigned int>& book, const std::vector<unsigned int>& unit)

@@ -31,6 +31,8 @@
 static const char* const moduleTarget = "scenemodule";
 static const char* const moduleFile = "/scenes.so";
 
+// ---- Where the sources and the build are --------------------------------------------------------
+
 static double seconds()
 {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -62,6 +64,8 @@ std::string Livecode::newerThanProgram(const std::string& folder, bool (*counts)
     return "";
 }
 
+// ---- The live code's life, and what the scenes keep ---------------------------------------------
+
 Livecode::Livecode()
     : started(false), swapping(false), step(Step::Idle), output(-1), began(0.0), aside(0), asideBytes(0.0)
 {
@@ -72,8 +76,8 @@ Livecode::~Livecode()
 {
     if (output >= 0) close(output);
     if (aside > 0)
-        logger << "Livecode: " << aside << (aside == 1 ? " module" : " modules") << " put aside after a fault stayed loaded, " << asideBytes / 1024.0
-               << " KB" << std::endl;
+        logger << "Livecode: " << aside << (aside == 1 ? " module" : " modules")
+               << " put aside after a fault stayed loaded, " << asideBytes / 1024.0 << " KB" << std::endl;
 }
 
 void Livecode::keepValue(const char* name, void* address, size_t size, const char* type)
@@ -86,6 +90,8 @@ void Livecode::keepValue(const char* name, void* address, size_t size, const cha
         }
     list.push_back({name, type, address, size});
 }
+
+// ---- Building, in a child process ---------------------------------------------------------------
 
 // The value `key` ("CMAKE_CXX_COMPILER:FILEPATH") has in the build directory's cache, "" when
 // it has none.
@@ -204,6 +210,8 @@ Livecode::Registration Livecode::arrived() const { return arriving.registration;
 
 bool Livecode::guarded() const { return running.module != nullptr; }
 
+// ---- What a build says --------------------------------------------------------------------------
+
 // Everything a child wrote into `file`
 static std::string readAll(int file)
 {
@@ -280,6 +288,8 @@ static std::string readable(std::string message, const std::string& loaded, cons
     free(name);
     return message;
 }
+
+// ---- Loading, vetting and letting go of a module ------------------------------------------------
 
 // The module the build made, in a memory file of its own: the next build rewrites the build's
 // file while this one runs
@@ -400,6 +410,8 @@ void Livecode::putAside(Version& version)
     }
     version = Version();
 }
+
+// ---- The swap and the fall-back -----------------------------------------------------------------
 
 std::vector<Livecode::Value> Livecode::valuesOf(const std::vector<Kept>& list)
 {

@@ -23,7 +23,8 @@ static Result readSource(const char* filename, bool staged, char*& source)
     logger << "Shader: Loading file: " << filename << std::endl;
     std::string content;
     Result read = readData(filename, content);
-    if (!read.ok()) return Result::refuse(std::string("Shader: Error! ") + filename + " " + refusal(read.reason(), staged) + "!");
+    if (!read.ok())
+        return Result::refuse(std::string("Shader: Error! ") + filename + " " + refusal(read.reason(), staged) + "!");
 
     source = new char[content.size() + 1];
     memcpy(source, content.c_str(), content.size() + 1);
