@@ -195,7 +195,7 @@ void runaway(const fixture::Directory& directory, program::Program& demo)
     started.binary = demo.binary;
     double start = steadyMs();
     started.start();
-    program::Result result = started.wait(20);
+    program::Ended result = started.wait(20);
     printf("a schedule that never ends, at start-up: ended with status %d %s after the start\n", result.status,
            stoppedAfter(result.signal ? -1 : steadyMs() - start).c_str());
 }

@@ -1,4 +1,4 @@
-// The program runner: fork/exec, Xvfb with -displayfd, xdotool through the shell.
+// The program runner: the engine's own Process, Xvfb with -displayfd, xdotool through the shell.
 #include "tests/support/program.h"
 
 #include <chrono>
@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <grp.h>
 #include <pwd.h>
 #include <regex>
 #include <sstream>
@@ -36,34 +35,28 @@ Display::Display()
 {
     int channel[2];
     if (pipe(channel) != 0) throw std::runtime_error("pipe failed");
-    pid = fork();
-    if (pid == 0) {
-        close(channel[0]);
-        int null = open("/dev/null", O_WRONLY);
-        dup2(null, 2);
-        std::string fd = std::to_string(channel[1]);
-        execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
-               "-noreset", static_cast<char*>(nullptr));
-        _exit(127);
-    }
+    Process::Setting quiet;
+    quiet.err = Process::nowhere;
+    Result started = xvfb.start({"Xvfb", "-displayfd", std::to_string(channel[1]), "-screen", "0", "1280x1024x24",
+                                 "-nolisten", "tcp", "-noreset"},
+                                quiet);
     close(channel[1]);
     char number[32] = {0};
     ssize_t got = 0;
     waitFor(10, [&] {
         ssize_t n = read(channel[0], number + got, sizeof(number) - 1 - got);
         if (n > 0) got += n;
-        return got > 0 && number[got - 1] == '\n';
+        return n == 0 || (got > 0 && number[got - 1] == '\n');
     });
     close(channel[0]);
-    if (got <= 0) throw std::runtime_error("Xvfb did not start");
+    if (!started.ok() || got <= 0) throw std::runtime_error("Xvfb did not start: " + started.reason());
     display = ":" + std::string(number, strcspn(number, "\n"));
 }
 
 Display::~Display()
 {
-    if (pid <= 0) return;
-    kill(pid, SIGTERM);
-    waitpid(pid, nullptr, 0);
+    xvfb.stop(SIGTERM);
+    xvfb.wait(5);
 }
 
 Program::Program(const fixture::Directory& directory, std::vector<std::string> arguments)
@@ -74,10 +67,6 @@ Program::Program(const fixture::Directory& directory, std::vector<std::string> a
 Program::~Program()
 {
     if (x) XCloseDisplay(x);
-    if (pid > 0 && !finished) {
-        kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-    }
 }
 
 void Program::environment(const std::string& name, const std::string& value) { variables.push_back({name, value}); }
@@ -94,56 +83,48 @@ bool Program::unprivileged()
 
 void Program::start()
 {
+    std::vector<std::string> command;
     if (user >= 0) {  // the program writes its log and its screenshots there
         namespace fs = std::filesystem;
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(directory.path()))
             lchown(entry.path().c_str(), user, group);
         lchown(directory.path().c_str(), user, group);
+        command = {"setpriv", "--reuid", std::to_string(user), "--regid", std::to_string(group), "--clear-groups"};
     }
-    pid = fork();
-    if (pid == 0) {
-        if (chdir(directory.path().c_str()) != 0) _exit(126);
-        setenv("DISPLAY", server.name().c_str(), 1);
-        for (const auto& [name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
-        int out = open("stdout.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        int err = open("stderr.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(out, 1);
-        dup2(err, 2);
-        if (user >= 0 && (setgroups(0, nullptr) != 0 || setgid(group) != 0 || setuid(user) != 0)) _exit(125);
-        std::vector<char*> argv;
-        argv.push_back(binary.data());
-        for (std::string& argument : arguments) argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        execv(binary.c_str(), argv.data());
-        _exit(127);
-    }
+    command.push_back(binary);
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    Process::Setting setting;
+    setting.directory = directory.path();
+    setting.environment = variables;
+    setting.environment.push_back({"DISPLAY", server.name()});
+    setting.out = open(directory.file("stdout.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    setting.err = open(directory.file("stderr.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    Result started = process.start(command, setting);
+    close(setting.out);
+    close(setting.err);
+    if (!started.ok()) throw std::runtime_error(started.reason());
 }
 
-bool Program::running()
-{
-    if (finished || pid <= 0) return false;
-    int status = 0;
-    if (waitpid(pid, &status, WNOHANG) == 0) return true;
-    finished = true;
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    return false;
-}
+bool Program::running() { return process.running(); }
 
-Result Program::wait(double seconds)
+Ended Program::wait(double seconds)
 {
-    if (!waitFor(seconds, [this] { return !running(); })) {
-        kill(pid, SIGKILL);
-        waitFor(5, [this] { return !running(); });
+    if (!process.wait(seconds)) {
+        process.stop(SIGKILL);
+        process.wait(5);
     }
-    result.out = out();
-    result.err = err();
-    return result;
+    int status = process.status();
+    Ended ended;
+    ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    ended.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    ended.out = out();
+    ended.err = err();
+    return ended;
 }
 
 void Program::send(int signal)
 {
-    if (pid > 0 && !finished) kill(pid, signal);
+    if (process.running()) kill(process.id(), signal);
 }
 
 std::string Program::log() const { return directory.read("demo.log"); }
@@ -169,7 +150,7 @@ std::string Program::xdotool(const std::string& arguments)
 std::string Program::window()
 {
     if (windowId.empty()) {
-        std::string found = xdotool("search --sync --onlyvisible --pid " + std::to_string(pid));
+        std::string found = xdotool("search --sync --onlyvisible --pid " + std::to_string(process.id()));
         windowId = found.substr(0, found.find('\n'));
         if (!windowId.empty()) xdotool("windowfocus --sync " + windowId);
     }
@@ -220,7 +201,7 @@ int occurrences(const std::string& text, const std::string& needle)
     return found;
 }
 
-Result run(const fixture::Directory& directory, std::vector<std::string> arguments, double seconds)
+Ended run(const fixture::Directory& directory, std::vector<std::string> arguments, double seconds)
 {
     Program program(directory, std::move(arguments));
     program.start();

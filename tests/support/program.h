@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "framework/process.h"
 #include "tests/support/fixture.h"
 
 struct _XDisplay;
@@ -27,10 +28,10 @@ public:
 
 private:
     std::string display;
-    int pid = -1;
+    Process xvfb;
 };
 
-struct Result {
+struct Ended {
     int status = -1;  // exit status, or -1 when killed by a signal
     int signal = 0;   // the signal that ended it, 0 when it exited
     std::string out, err;
@@ -52,7 +53,7 @@ public:
     void start();
     bool running();
     // Waits for the end within `seconds`; kills the program and reports a signal otherwise
-    Result wait(double seconds = 30);
+    Ended wait(double seconds = 30);
     // Sends the program `signal` (SIGTERM, SIGINT, ...)
     void send(int signal);
 
@@ -78,16 +79,14 @@ private:
     std::vector<std::string> arguments;
     std::vector<std::pair<std::string, std::string>> variables;
     Display server;
-    int pid = -1;
+    Process process;
     int user = -1, group = -1;  // who the program runs as; -1: as the tests do
-    bool finished = false;
-    Result result;
     std::string windowId;
     struct _XDisplay* x = nullptr;  // a connection to the server, opened by centre()
 };
 
 // Starts the program and waits for its end
-Result run(const fixture::Directory& directory, std::vector<std::string> arguments = {}, double seconds = 30);
+Ended run(const fixture::Directory& directory, std::vector<std::string> arguments = {}, double seconds = 30);
 
 // The lines of a log without their "YYYY-MM-DD: HH:MM:SS - " prefix. The frame-rate counter's
 // "Plot" lines and the focus lines are left out: when they come depends on the machine's speed

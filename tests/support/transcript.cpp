@@ -113,7 +113,7 @@ void check(const fixture::Directory& directory, const std::string& expectedName,
         size_t wanted = linesThrough(expected, step.name);
         program::waitFor(15, [&] { return program::logLines(demo.log()).size() >= wanted; });
     }
-    program::Result result = demo.wait();
+    program::Ended result = demo.wait();
     compare(expectedName, expected.log, program::logLines(demo.log()), "The log");
     compare(expectedName, expected.out, program::lines(result.out), "Standard output");
     compare(expectedName, expected.status, {std::to_string(result.status)}, "The exit status");

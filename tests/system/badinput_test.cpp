@@ -125,7 +125,7 @@ TEST_P(BadInput, EndsWithItsMessageAndStatusOrPlays)
     if (std::find(row.setup.begin(), row.setup.end(), "unprivileged") != row.setup.end() && !demo.unprivileged())
         GTEST_SKIP() << "no user without privileges to run the demo as";
     demo.start();
-    program::Result result = demo.wait(30);
+    program::Ended result = demo.wait(30);
     EXPECT_EQ(result.signal, 0) << "ended on a signal or did not end in time";
     EXPECT_EQ(result.status, row.status) << "standard error:\n" << result.err;
     for (const std::string& check : row.expectations) {

@@ -290,7 +290,7 @@ TEST(SavingInAShowing, WithoutDebugModeNothingIsWatchedOrReloaded)
     // The keys' reload is as it was: a schedule that never ends ends the demo.
     directory.schedule("while true do end\n");
     demo.key("shift+BackSpace");
-    program::Result result = demo.wait();
+    program::Ended result = demo.wait();
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("Script: Error! data/demo.lua:1: "));
 }
