@@ -7,12 +7,13 @@
 
 #include "capture/failure.h"
 #include "framework/config.h"
+#include "framework/music.h"
 
 static long long msToFrame(long long ms, int rate) { return ms * rate / 1000; }
 
 Soundtrack::Soundtrack(int from, int to) : info(), file(nullptr), next(0), end(0), span(0)
 {
-    std::string path = "data/audio/" + Config::music;
+    std::string path = audioDirectory + Config::music;
     file = sf_open(path.c_str(), SFM_READ, &info);
     if (!file) fail("cannot read the track " + path + ": " + sf_strerror(nullptr));
     next = msToFrame(from, info.samplerate);

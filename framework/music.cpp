@@ -338,7 +338,7 @@ Music::Music(std::string name) : playing(false), length(0), volume(1.0f), holdin
 {
     logger << "Music: Loading: " << name << std::endl;
     sound = new Stream();
-    sound->open("data/audio/" + name);
+    sound->open(audioDirectory + name);
     sound->watchDevice();
     audio.pump(refill);
 }

@@ -16,6 +16,8 @@ struct Stream;
 // The show ends this many ms before the track does (the director's end test): a capture's whole
 // range stops there, and a seek asked from outside stays before it.
 const int endMargin = 99;
+// Where the track named by the settings lies; the capture's soundtrack reads it there too.
+const char* const audioDirectory = "data/audio/";
 
 class Music {
 public:
