@@ -60,6 +60,8 @@ double Clock::read(const Reading& reading, double cap)
     return held;
 }
 
+void Clock::forget() { bucketCount = recentCount = 0; }
+
 void Clock::learn(const Reading& reading)
 {
     if (reading.device == lastDevice && reading.latency != lastLatency) live = true;

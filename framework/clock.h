@@ -32,6 +32,9 @@ public:
     void jump(double wall, double ms, double from, bool runOn);
     // Takes in a reading and gives the position; never beyond `cap`, what can have been heard
     double read(const Reading& reading, double cap);
+    // The output stood still (paused) and goes on: how its time relates to wall time is learnt
+    // anew from the readings that follow
+    void forget();
 
 private:
     // Device time heard minus wall time, per reading. Outputs with a fixed latency are read late

@@ -7,7 +7,7 @@
 #define AL_ALEXT_PROTOTYPES
 #include "music.h"
 
-#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), alcGetInteger64vSOFT(), AL_FORMAT_*_FLOAT32
+#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), alcGetInteger64vSOFT(), alcDevicePauseSOFT(), AL_FORMAT_*_FLOAT32
 #include <fftw3.h>     // Required for: fftwf_plan_dft_r2c_1d(), fftwf_execute()
 #include <sndfile.h>   // Required for: sf_open(), sf_readf_float(), sf_seek()
 #include <unistd.h>    // Required for: usleep()
@@ -93,6 +93,8 @@ struct Stream {
     void seek(ALuint source, double ms);
     // Replaces played buffers and restarts a source that ran dry
     void service(ALuint source);
+    // Starts the paused output again; it stood still, so its timing is learnt anew
+    void resumeOutput();
     // What the output says now about the device and `source` (none: 0), whose state goes to `state`
     Reading look(ALuint source, ALint& state);
     // Watches the device for a few mixer periods, so the clock knows its timing from the start
@@ -261,6 +263,12 @@ void Stream::service(ALuint source)
     alSourcePlay(source);
 }
 
+void Stream::resumeOutput()
+{
+    alcDeviceResumeSOFT(audio.system);
+    clock.forget();
+}
+
 Reading Stream::look(ALuint source, ALint& state)
 {
     // The device's clock and latency come from one query and the source's offset with the
@@ -372,6 +380,7 @@ void Music::start()
     alSourcei(channel, AL_SOURCE_RELATIVE, AL_TRUE);
     alSourcef(channel, AL_ROLLOFF_FACTOR, 0.0f);
     alSourcef(channel, AL_GAIN, std::max(volume, 0.0f));
+    if (sound->paused) sound->resumeOutput();  // stopped, which paused the output with the source
     sound->paused = false;
     sound->clock.frozen = false;
     sound->seek(channel, 0.0);
@@ -394,14 +403,20 @@ void Music::setPause(bool pause)
     }
     sound->paused = pause;
     if (pause) {
-        // The value just read is where the picture stops, and where it goes on from.
+        // The value just read is where the picture stops, and where it goes on from. The
+        // output stops with it: pausing the source alone would leave what the device had
+        // already mixed (a sound server's latency, 50 to 80 ms) playing on after the picture
+        // froze. A sound server keeps that part and plays it first on resume, so the sound goes
+        // on exactly where it stopped; ALSA plays it out, which nothing here can take back.
         sound->clock.frozen = true;
+        alcDevicePauseSOFT(audio.system);
         alSourcePause(channel);
     } else {
-        // A paused source goes on from where the mixer left it, which the ear had not heard
-        // yet when the picture froze: the picture runs on and is steered to the sound. After
-        // a seek in the pause nothing was mixed ahead, and the picture waits as after any seek.
-        // Either way it goes on from the millisecond it showed.
+        // The sound goes on with what the output kept, or from where the mixer left the source
+        // where the output played out what it had: either way a little past the millisecond
+        // the picture shows, so the picture runs on from there and is steered to the sound.
+        // After a seek in the pause the picture waits at the target as after any seek.
+        sound->resumeOutput();
         ALint state;
         double from = sound->look(channel, state).source;
         sound->clock.frozen = false;
