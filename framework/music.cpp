@@ -7,7 +7,7 @@
 #define AL_ALEXT_PROTOTYPES
 #include "music.h"
 
-#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), alcGetInteger64vSOFT(), alcDevicePauseSOFT(), AL_FORMAT_*_FLOAT32
+#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), alcGetInteger64vSOFT(), alcDevicePauseSOFT(), alcResetDeviceSOFT(), AL_FORMAT_*_FLOAT32
 #include <fftw3.h>     // Required for: fftwf_plan_dft_r2c_1d(), fftwf_execute()
 #include <sndfile.h>   // Required for: sf_open(), sf_readf_float(), sf_seek()
 #include <unistd.h>    // Required for: usleep()
@@ -93,7 +93,7 @@ struct Stream {
     void seek(ALuint source, double ms);
     // Replaces played buffers and restarts a source that ran dry
     void service(ALuint source);
-    // Starts the paused output again; it stood still, so its timing is learnt anew
+    // Starts the paused output again, afresh and empty
     void resumeOutput();
     // What the output says now about the device and `source` (none: 0), whose state goes to `state`
     Reading look(ALuint source, ALint& state);
@@ -234,7 +234,7 @@ void Stream::seek(ALuint source, double ms)
     queueBase = queueEnd = historyStart = frame;
     while (queueNext(source)) {}
     if (!paused) alSourcePlay(source);
-    clock.jump(wallMs(), ms, frameToMs(static_cast<double>(frame)), false);
+    clock.jump(ms, frameToMs(static_cast<double>(frame)));
 }
 
 void Stream::service(ALuint source)
@@ -259,14 +259,19 @@ void Stream::service(ALuint source)
         alSourceRewind(source);  // a stopped source counts its whole queue as played
         return;
     }
-    clock.jump(wallMs(), clock.held, frameToMs(static_cast<double>(queueBase)), false);
+    clock.jump(clock.held, frameToMs(static_cast<double>(queueBase)));
     alSourcePlay(source);
 }
 
 void Stream::resumeOutput()
 {
+    // A sound server keeps what it had mixed before the pause and would play it first, and
+    // times the stream badly for seconds after the resume; a fresh stream has neither. The
+    // sound goes on from the paused position: on ALSA, which played out what it had been given
+    // (50 to 80 ms past the frozen picture), that part is heard again.
+    alcResetDeviceSOFT(audio.system, nullptr);
     alcDeviceResumeSOFT(audio.system);
-    clock.forget();
+    alcGetError(audio.system);  // ignored, as pausing's are
 }
 
 Reading Stream::look(ALuint source, ALint& state)
@@ -403,28 +408,19 @@ void Music::setPause(bool pause)
     }
     sound->paused = pause;
     if (pause) {
-        // The value just read is where the picture stops, and where it goes on from. The
-        // output stops with it: pausing the source alone would leave what the device had
-        // already mixed (a sound server's latency, 50 to 80 ms) playing on after the picture
-        // froze. A sound server keeps that part and plays it first on resume, so the sound goes
-        // on exactly where it stopped; ALSA plays it out, which nothing here can take back.
+        // The value just read is where the picture stops, and the output stops with it: a
+        // paused source alone would leave what the device had already mixed (a sound server's
+        // latency, 50 to 80 ms) playing on after the picture froze. ALSA plays out what it was
+        // given all the same; nothing here can take that back.
         sound->clock.frozen = true;
         alcDevicePauseSOFT(audio.system);
+        alcGetError(audio.system);
         alSourcePause(channel);
     } else {
-        // The sound goes on with what the output kept, or from where the mixer left the source
-        // where the output played out what it had: either way a little past the millisecond
-        // the picture shows, so the picture runs on from there and is steered to the sound.
-        // After a seek in the pause the picture waits at the target as after any seek.
+        // The sound goes on from the millisecond the picture shows, as after a seek there
         sound->resumeOutput();
-        ALint state;
-        double from = sound->look(channel, state).source;
         sound->clock.frozen = false;
-        sound->clock.jump(wallMs(), std::floor(sound->clock.held), from, state == AL_PAUSED);
-        // Refilled first: a source that ran dry before the pause is restarted in there.
-        sound->service(channel);
-        alGetSourcei(channel, AL_SOURCE_STATE, &state);
-        if (state != AL_PLAYING) alSourcePlay(channel);
+        sound->seek(channel, std::floor(sound->clock.held));
     }
     alGetError();
 }
