@@ -11,26 +11,20 @@ const double BUCKET_MS = 250.0;
 // (23 ms at 44.1 kHz and OpenAL's default 1024 samples), and a sound server's jitters by far
 // less; one further behind than that is an output that fell behind.
 const double FELL_BEHIND_MS = 30.0;
-// How much faster than wall time the clock may run to reach the sound after a resume, where the
-// ear can be up to a mixer period ahead of the frozen picture: half again as fast, so no frame
-// jumps by more than half a frame, and 20 ms are made up within 40 ms.
-const double CATCH_UP = 0.5;
 
 }  // namespace
 
 Clock::Clock()
     : held(0.0), frozen(false), bucketCount(0), recentCount(0), live(false), lastDevice(-1.0), lastLatency(-1.0),
-      from(0.0), anchored(false), anchor(0.0), runOn(false), lastWall(0.0)
+      from(0.0), anchored(false), anchor(0.0)
 {
 }
 
-void Clock::jump(double wall, double ms, double start, bool resume)
+void Clock::jump(double ms, double start)
 {
     held = ms;
     from = start;
     anchored = false;
-    runOn = resume;
-    lastWall = wall;
 }
 
 double Clock::read(const Reading& reading, double cap)
@@ -43,18 +37,11 @@ double Clock::read(const Reading& reading, double cap)
         anchor = reading.source - reading.device;
         anchored = true;
     }
-    double elapsed = std::max(0.0, reading.wall - lastWall);
-    lastWall = reading.wall;
-
-    double offset = 0.0, next = runOn ? held + elapsed : held;
-    if (anchored && deviceOffset(offset)) {
-        double heard = reading.wall + offset + anchor;
-        // Any other gap is the output skipping ahead (a sound server plays on through an
-        // underrun): the picture goes where the sound is at once, and no further.
-        next = runOn ? std::min(heard, held + elapsed * (1.0 + CATCH_UP)) : heard;
-        runOn = runOn && next < heard;
-    }
-    // Never backwards: after a seek, or when the output falls behind, the value waits until the
+    // A gap between the value and the sound is the output skipping ahead (a sound server plays
+    // on through an underrun): the picture goes where the sound is at once, and no further.
+    double offset = 0.0, next = held;
+    if (anchored && deviceOffset(offset)) next = reading.wall + offset + anchor;
+    // Never backwards: after a jump, or when the output falls behind, the value waits until the
     // sound gets there.
     held = std::max(held, std::min(next, cap));
     return held;
@@ -67,8 +54,9 @@ void Clock::learn(const Reading& reading)
     lastLatency = reading.latency;
 
     // A reading far later than the clock's estimate is no late reading but an output that fell
-    // behind (its mixer stalled, and the sound with it; ALSA goes on from where a stalled process
-    // left it): from here on only it counts, so the picture holds from its first reading on.
+    // behind (its mixer stalled or was paused, and the sound with it; ALSA goes on from where a
+    // stalled process left it): from here on only it counts, so the picture holds from its first
+    // reading on.
     double offset = reading.device - reading.latency - reading.wall, best = 0.0;
     if (deviceOffset(best) && offset < best - FELL_BEHIND_MS) bucketCount = recentCount = 0;
     recent[recentCount++ % RECENT] = offset;

@@ -2,10 +2,11 @@
 // source of time (music.cpp takes the readings; nothing here touches the sound library).
 //
 // Two things make up the heard position. How the output's own time relates to wall time (how
-// far the device's mixing runs ahead of the ear) belongs to the device and holds across seeks,
-// pauses and restarts; it is learnt from every reading. Which part of the track the device
-// mixed at which of its moments belongs to the source: it is exact from the first reading taken
-// after the source was mixed, and is learnt anew after every jump (start, seek, resume).
+// far the device's mixing runs ahead of the ear) belongs to the device and holds across seeks;
+// it is learnt from every reading, and anew once the device has stood still (a pause). Which part
+// of the track the device mixed at which of its moments belongs to the source: it is exact from
+// the first reading taken after the source was mixed, and is learnt anew after every jump
+// (start, seek, resume).
 //
 // Depends on: nothing but the C++ standard library. Owns: the readings it has learnt from.
 #pragma once
@@ -26,10 +27,9 @@ public:
 
     Clock();
 
-    // Stands the clock at `ms` at wall time `wall`. The source starts again from the track's
-    // `from` ms. A seek or start holds the value until the output catches up; a resume
-    // (`runOn`) lets it run at wall speed until a reading says where the sound is.
-    void jump(double wall, double ms, double from, bool runOn);
+    // Stands the clock at `ms`, where it holds until the sound gets there: the source starts
+    // again from the track's `from` ms (a start, a seek, a resume)
+    void jump(double ms, double from);
     // Takes in a reading and gives the position; never beyond `cap`, what can have been heard
     double read(const Reading& reading, double cap);
 
@@ -57,8 +57,6 @@ private:
     double from;          // where the source started again, in track ms
     bool anchored;        // a reading since then, so that `anchor` means something
     double anchor;        // track ms minus device ms while the source plays on
-    bool runOn;           // after a resume: runs on at wall speed, then catches up, until it meets the sound
-    double lastWall;
 
     void learn(const Reading& reading);
     // Device time heard minus wall time, as well as the readings tell; false without any

@@ -7,7 +7,7 @@
 #define AL_ALEXT_PROTOTYPES
 #include "music.h"
 
-#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), alcGetInteger64vSOFT(), AL_FORMAT_*_FLOAT32
+#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), alcGetInteger64vSOFT(), alcDevicePauseSOFT(), alcResetDeviceSOFT(), AL_FORMAT_*_FLOAT32
 #include <fftw3.h>     // Required for: fftwf_plan_dft_r2c_1d(), fftwf_execute()
 #include <sndfile.h>   // Required for: sf_open(), sf_readf_float(), sf_seek()
 #include <unistd.h>    // Required for: usleep()
@@ -93,6 +93,8 @@ struct Stream {
     void seek(ALuint source, double ms);
     // Replaces played buffers and restarts a source that ran dry
     void service(ALuint source);
+    // Starts the paused output again, afresh and empty
+    void resumeOutput();
     // What the output says now about the device and `source` (none: 0), whose state goes to `state`
     Reading look(ALuint source, ALint& state);
     // Watches the device for a few mixer periods, so the clock knows its timing from the start
@@ -232,7 +234,7 @@ void Stream::seek(ALuint source, double ms)
     queueBase = queueEnd = historyStart = frame;
     while (queueNext(source)) {}
     if (!paused) alSourcePlay(source);
-    clock.jump(wallMs(), ms, frameToMs(static_cast<double>(frame)), false);
+    clock.jump(ms, frameToMs(static_cast<double>(frame)));
 }
 
 void Stream::service(ALuint source)
@@ -257,8 +259,19 @@ void Stream::service(ALuint source)
         alSourceRewind(source);  // a stopped source counts its whole queue as played
         return;
     }
-    clock.jump(wallMs(), clock.held, frameToMs(static_cast<double>(queueBase)), false);
+    clock.jump(clock.held, frameToMs(static_cast<double>(queueBase)));
     alSourcePlay(source);
+}
+
+void Stream::resumeOutput()
+{
+    // A sound server keeps what it had mixed before the pause and would play it first, and
+    // times the stream badly for seconds after the resume; a fresh stream has neither. The
+    // sound goes on from the paused position: on ALSA, which played out what it had been given
+    // (50 to 80 ms past the frozen picture), that part is heard again.
+    alcResetDeviceSOFT(audio.system, nullptr);
+    alcDeviceResumeSOFT(audio.system);
+    alcGetError(audio.system);  // ignored, as pausing's are
 }
 
 Reading Stream::look(ALuint source, ALint& state)
@@ -372,6 +385,7 @@ void Music::start()
     alSourcei(channel, AL_SOURCE_RELATIVE, AL_TRUE);
     alSourcef(channel, AL_ROLLOFF_FACTOR, 0.0f);
     alSourcef(channel, AL_GAIN, std::max(volume, 0.0f));
+    if (sound->paused) sound->resumeOutput();  // stopped, which paused the output with the source
     sound->paused = false;
     sound->clock.frozen = false;
     sound->seek(channel, 0.0);
@@ -394,22 +408,19 @@ void Music::setPause(bool pause)
     }
     sound->paused = pause;
     if (pause) {
-        // The value just read is where the picture stops, and where it goes on from.
+        // The value just read is where the picture stops, and the output stops with it: a
+        // paused source alone would leave what the device had already mixed (a sound server's
+        // latency, 50 to 80 ms) playing on after the picture froze. ALSA plays out what it was
+        // given all the same; nothing here can take that back.
         sound->clock.frozen = true;
+        alcDevicePauseSOFT(audio.system);
+        alcGetError(audio.system);
         alSourcePause(channel);
     } else {
-        // A paused source goes on from where the mixer left it, which the ear had not heard
-        // yet when the picture froze: the picture runs on and is steered to the sound. After
-        // a seek in the pause nothing was mixed ahead, and the picture waits as after any seek.
-        // Either way it goes on from the millisecond it showed.
-        ALint state;
-        double from = sound->look(channel, state).source;
+        // The sound goes on from the millisecond the picture shows, as after a seek there
+        sound->resumeOutput();
         sound->clock.frozen = false;
-        sound->clock.jump(wallMs(), std::floor(sound->clock.held), from, state == AL_PAUSED);
-        // Refilled first: a source that ran dry before the pause is restarted in there.
-        sound->service(channel);
-        alGetSourcei(channel, AL_SOURCE_STATE, &state);
-        if (state != AL_PLAYING) alSourcePlay(channel);
+        sound->seek(channel, std::floor(sound->clock.held));
     }
     alGetError();
 }

@@ -3,7 +3,8 @@
 //
 // Depends on: the audio system (its device, its error check, and the per-frame pump it is
 // handed the refill for), OpenAL Soft 1.19 with AL_SOFT_source_latency (the source and the
-// device's clock), libsndfile (decoding), FFTW 3 (the spectrum), the clock (clock.h) and the log.
+// device's clock) and ALC_SOFT_pause_device (a pause stops the output), libsndfile
+// (decoding), FFTW 3 (the spectrum), the clock (clock.h) and the log.
 // Owns: the decoder, the source and its buffers, the clock, the analysis history.
 #pragma once
 

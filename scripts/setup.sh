@@ -10,7 +10,7 @@ packages=(
   libopenal-dev libsndfile1-dev libfftw3-dev
   libcairo2-dev libfreetype-dev libvorbis-dev libogg-dev fonts-dejavu-core
   libgtest-dev libgmock-dev libbenchmark-dev
-  xvfb xauth x11-utils libgl1-mesa-dri xdotool openbox pulseaudio pulseaudio-utils libasound2-plugins libx11-dev
+  xvfb xauth x11-utils libgl1-mesa-dri xdotool openbox pulseaudio pulseaudio-utils libpulse-dev libasound2-plugins libx11-dev
   clang libclang-rt-14-dev
   libavformat-dev libavcodec-dev libswscale-dev libswresample-dev libavutil-dev libegl1 libegl-mesa0 ffmpeg
   lua5.1 patchelf zip unzip mmdebstrap

@@ -18,6 +18,7 @@
 #include "framework/timer.h"
 #include "tests/support/drawing.h"
 #include "tests/support/fixture.h"
+#include "tests/support/noise.h"
 #include "tests/support/program.h"
 
 using program::output;
@@ -25,22 +26,13 @@ using program::output;
 // The test track's rate; it is white noise, so that a cross-correlation with it has one clear peak
 static const int RATE = 22050;
 
-static float noise(long i)
-{
-    uint64_t x = static_cast<uint64_t>(i) * 0x9E3779B97F4A7C15ull;
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
-    x ^= x >> 31;
-    return static_cast<float>(static_cast<double>(x >> 40) / (1 << 24) - 0.5);
-}
-
 // A fixture directory without the debug log, so that only the capture writes there, and with
 // noise for its track
 struct Directory : fixture::Directory {
     Directory()
     {
         config({{"DEBUG", "false"}});
-        fixture::writeTrack(file("data/audio/long.wav"), 150.0, RATE, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, noise);
+        fixture::writeTrack(file("data/audio/long.wav"), 150.0, RATE, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, noise::sample);
     }
     // The names in `folder` of the directory, data/ left out
     std::set<std::string> written(const std::string& folder = "") const
@@ -99,46 +91,41 @@ static std::string pictures(const std::string& input, const std::string& options
     return output("ffmpeg -v error " + options + " -i '" + input + "' -map 0:v -vf vflip -f rawvideo -pix_fmt rgb24 -");
 }
 
-// The sound of a file as the track holds it: one channel of 16-bit samples at the track's rate
-static std::vector<int16_t> soundOf(const std::string& input)
+// The sound of a file as the track holds it: one channel at the track's rate, from 16-bit samples
+static std::vector<float> soundOf(const std::string& input)
 {
     std::string bytes = output("ffmpeg -v error -i '" + input + "' -map 0:a -ac 1 -ar " + std::to_string(RATE) +
                                " -f s16le -");
-    std::vector<int16_t> samples(bytes.size() / 2);
-    memcpy(samples.data(), bytes.data(), samples.size() * 2);
+    std::vector<float> samples(bytes.size() / 2);
+    for (size_t i = 0; i < samples.size(); i++) {
+        int16_t sample;
+        memcpy(&sample, &bytes[2 * i], 2);
+        samples[i] = sample / 32768.0f;
+    }
     return samples;
 }
 
 // The track's samples from `from` to `to` ms of music
-static std::vector<int16_t> track(const Directory& directory, int from, int to)
+static std::vector<float> track(const Directory& directory, int from, int to)
 {
     SF_INFO info = {};
     SNDFILE* file = sf_open(directory.file("data/audio/long.wav").c_str(), SFM_READ, &info);
     long first = static_cast<long>(from) * RATE / 1000;
-    std::vector<int16_t> samples(static_cast<long>(to) * RATE / 1000 - first);
+    std::vector<float> samples(static_cast<long>(to) * RATE / 1000 - first);
     sf_seek(file, first, SEEK_SET);
-    sf_readf_short(file, samples.data(), static_cast<sf_count_t>(samples.size()));
+    sf_readf_float(file, samples.data(), static_cast<sf_count_t>(samples.size()));
     sf_close(file);
     return samples;
 }
 
 // Where half a second of `heard` from sample `at` on lines up best with `expected`, searched
 // 50 ms either way: the lag in samples (positive when heard late) and the correlation there
-static std::pair<int, double> alignment(const std::vector<int16_t>& heard, const std::vector<int16_t>& expected,
-                                        long at)
+static std::pair<int, double> alignment(const std::vector<float>& heard, const std::vector<float>& expected, long at)
 {
     std::pair<int, double> best{0, -1.0};
-    for (int lag = -RATE / 20; lag <= RATE / 20; lag++) {
-        double product = 0, heardEnergy = 0, expectedEnergy = 0;
-        for (long i = at; i < at + RATE / 2; i++) {
-            long j = i + lag;
-            double h = j >= 0 && j < static_cast<long>(heard.size()) ? heard[j] : 0.0;
-            product += h * expected[i];
-            heardEnergy += h * h;
-            expectedEnergy += static_cast<double>(expected[i]) * expected[i];
-        }
-        double correlation = product / std::sqrt(heardEnergy * expectedEnergy + 1.0);
-        if (correlation > best.second) best = {lag, correlation};
+    for (long lag = std::max(-RATE / 20L, -at); lag <= RATE / 20 && at + lag + RATE / 2 <= long(heard.size()); lag++) {
+        double found = noise::correlation(&heard[at + lag], &expected[at], RATE / 2);
+        if (found > best.second) best = {static_cast<int>(lag), found};
     }
     return best;
 }
@@ -236,7 +223,7 @@ TEST(Capture, LosslessFormatsHoldExactlyWhatWasDrawnAndTheTracksSamples)
         EXPECT_EQ(differing(showing.frame(sequence, k), drawn, 0), 0.0) << "sequence, frame " << k;
     }
 
-    std::vector<int16_t> span = track(directory, 1000, 1500);
+    std::vector<float> span = track(directory, 1000, 1500);
     EXPECT_TRUE(soundOf(directory.file("v.mkv")) == span);
     EXPECT_TRUE(soundOf(directory.file("frames/soundtrack.wav")) == span);
 }
@@ -257,7 +244,7 @@ TEST(Capture, VideoKeepsPictureAndSoundInSyncToTheEndOfALongRange)
     for (int k = 0; k < 30; k++)
         EXPECT_LT(differing(showing.frame(last, k), showing.draw(139000 + k * 1000 / 30), 40), 0.02) << "frame " << k;
 
-    std::vector<int16_t> heard = soundOf(directory.file("v.mp4")), expected = track(directory, 0, 140000);
+    std::vector<float> heard = soundOf(directory.file("v.mp4")), expected = track(directory, 0, 140000);
     for (long at : {static_cast<long>(RATE / 10), static_cast<long>(expected.size() - RATE)}) {
         std::pair<int, double> found = alignment(heard, expected, at);
         EXPECT_EQ(found.first, 0) << "at sample " << at;

@@ -1,328 +1,217 @@
-// Heard: the private PulseAudio server, parec's recording placed on the steady clock, the noise
-// track found again in it by correlation (FFTW), and the player's log read back.
+// Heard: a private PulseAudio server, its null sink's monitor recorded through libpulse-simple on
+// a thread of its own while the player runs, and the recording found again in the track.
 #include "tests/support/heard.h"
-#include "tests/support/measure.h"
 
-#include <fcntl.h>     // Required for: open()
-#include <fftw3.h>     // Required for: fftwf_plan_dft_r2c_1d(), fftwf_plan_dft_c2r_1d()
-#include <poll.h>      // Required for: poll()
-#include <sndfile.h>   // Required for: SF_FORMAT_WAV, SF_FORMAT_FLOAT
-#include <sys/resource.h>  // Required for: setpriority()
-#include <sys/wait.h>  // Required for: waitpid()
-#include <unistd.h>    // Required for: fork(), execvp(), pipe(), mkdtemp()
+#include <pulse/simple.h>  // Required for: pa_simple_new(), pa_simple_read()
+#include <sndfile.h>       // Required for: SF_FORMAT_WAV, SF_FORMAT_FLOAT
+#include <stdlib.h>        // Required for: mkdtemp()
+#include <sys/resource.h>  // Required for: getpriority(), setpriority()
+#include <sys/wait.h>      // Required for: WEXITSTATUS()
 
-#include <chrono>
+#include <algorithm>
+#include <atomic>
 #include <cmath>
-#include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <numeric>
+#include <thread>
 
+#include "tests/support/fixture.h"
+#include "tests/support/measure.h"
+#include "tests/support/noise.h"
 #include "tests/support/program.h"
 
 namespace heard {
 
 namespace {
 
+const int RATE = 44100;
 const double TRACK_SECONDS = 40;
-// Samples of the recording matched at a time: a quarter of a frame at 60 frames a second,
-// long enough that noise matches nowhere else in the track by chance
-const int CHUNK = 256;
+// Samples read, and matched against the track, at a time: 10 ms, and 2.9 ms, long enough that
+// noise matches nowhere else in the track by chance
+const int FRAGMENT = RATE / 100;
+const int CHUNK = 128;
 // Normalised correlation of a match. Nothing in the path resamples the track, so a true match
-// is all but 1; a chunk that straddles a jump by more than a few samples falls below.
+// is all but 1; a chunk that straddles a jump or the sound's end falls below.
 const double MATCH = 0.95;
 
-// Starts `words` in `directory` with `environment` added, standard output to `out` (or
-// nowhere), standard error to the file `errors`. Ahead of the machine's other work where it may
-// be (as root): what is measured is the clock through the stalls a test makes, not the ones a
-// busy machine adds at random.
-pid_t spawn(const std::vector<std::string>& words, const Environment& environment, int out = -1,
-            const std::string& errors = "/dev/null", const std::string& directory = ".")
-{
-    pid_t pid = fork();
-    if (pid != 0) return pid;
-    if (chdir(directory.c_str()) != 0) _exit(126);
-    setpriority(PRIO_PROCESS, 0, -15);
-    for (const auto& [key, value] : environment) setenv(key.c_str(), value.c_str(), 1);
-    int null = open("/dev/null", O_WRONLY);
-    int error = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    dup2(out >= 0 ? out : null, 1);
-    dup2(error >= 0 ? error : null, 2);
-    std::vector<char*> argv;
-    for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
-    argv.push_back(nullptr);
-    execvp(argv[0], argv.data());
-    _exit(127);
-}
+// A PulseAudio server of its own, with one null sink of float stereo at RATE. Its runtime, its
+// socket and an ALSA configuration that routes "default" to it live in a temporary directory.
+struct Server {
+    std::string root, environment;
 
-// Whether `pid` ended within `seconds`; reaps it
-bool ended(pid_t pid, double seconds, int* status = nullptr)
-{
-    int ignored = 0;
-    return program::waitFor(seconds, [&] { return waitpid(pid, status ? status : &ignored, WNOHANG) == pid; });
-}
-
-// Ends `pid` politely, then for certain
-void end(pid_t pid)
-{
-    if (pid <= 0) return;
-    kill(pid, SIGTERM);
-    if (ended(pid, 5)) return;
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
-}
-
-// Normalised correlation of `chunk` with the track from `start`
-double match(const float* chunk, const std::vector<float>& track, long start)
-{
-    if (start < 0 || start + CHUNK > static_cast<long>(track.size())) return 0;
-    double dot = 0, a = 0, b = 0;
-    for (int i = 0; i < CHUNK; i++) {
-        dot += chunk[i] * track[start + i];
-        a += chunk[i] * chunk[i];
-        b += track[start + i] * track[start + i];
+    Server()
+    {
+        char pattern[] = "/tmp/heard-XXXXXX";
+        root = mkdtemp(pattern) ? pattern : "/nonexistent";
+        environment = "HOME=" + root + " XDG_RUNTIME_DIR=" + root + " PULSE_RUNTIME_PATH=" + root +
+                      " PULSE_SERVER=unix:" + root + "/native ";
+        fixture::writeFile(root + "/.asoundrc", "pcm.!default { type pulse }\nctl.!default { type pulse }\n");
+        // -n: these two modules and nothing else, so no device is probed and no sink suspended
+        std::system((environment + "pulseaudio -D -n --exit-idle-time=-1 -L 'module-null-sink sink_name=heard " +
+                     "format=float32le channels=2 rate=" + std::to_string(RATE) + "' -L 'module-native-protocol-unix " +
+                     "auth-anonymous=1 socket=" + root + "/native' 2>/dev/null").c_str());
     }
-    return a > 0 && b > 0 ? dot / std::sqrt(a * b) : 0;
-}
+    ~Server()
+    {
+        std::system((environment + "pulseaudio --kill 2>/dev/null").c_str());
+        program::waitFor(5, [&] { return !std::filesystem::exists(root + "/pid"); });  // gone as it ends
+        std::error_code ignored;
+        std::filesystem::remove_all(root, ignored);
+    }
+    // The sink's latency as pactl lists it, ms: "Latency: " how far ahead of playing it has
+    // rendered now, "configured " how far it renders ahead when it keeps up
+    double sinkLatency(const std::string& which) const
+    {
+        std::string listing = program::output(environment + "timeout 10 pactl list sinks 2>/dev/null");
+        size_t at = listing.find(which);
+        return at == std::string::npos ? NAN : std::atof(listing.c_str() + at + which.size()) / 1000.0;
+    }
+};
 
-// Finds chunks anywhere in the track: one cross-correlation over all of it per chunk, through
-// the spectrum of the track worked out once
-class Search {
+// The sink's monitor, left channel, from construction to stop(). In stereo, as the sink renders
+// (a mono stream is remixed, which holds data back), and in short fragments: the sink then
+// renders no more than 10 ms ahead. Its threads, libpulse's and the reader, run ahead of the
+// machine's other work where they may (as root): one prompt read ties the whole to the clock.
+class Recording {
 public:
-    explicit Search(const std::vector<float>& track) : track(track)
-    {
-        while (size < track.size() + CHUNK) size <<= 1;
-        signal = fftwf_alloc_real(size);
-        spectrum = fftwf_alloc_complex(size / 2 + 1);
-        product = fftwf_alloc_complex(size / 2 + 1);
-        forward = fftwf_plan_dft_r2c_1d(static_cast<int>(size), signal, spectrum, FFTW_ESTIMATE);
-        backward = fftwf_plan_dft_c2r_1d(static_cast<int>(size), product, signal, FFTW_ESTIMATE);
-        std::fill(signal, signal + size, 0.0f);
-        std::copy(track.begin(), track.end(), signal);
-        fftwf_execute(forward);
-        trackSpectrum.assign(reinterpret_cast<float*>(spectrum), reinterpret_cast<float*>(spectrum + size / 2 + 1));
-    }
-    ~Search()
-    {
-        fftwf_destroy_plan(forward);
-        fftwf_destroy_plan(backward);
-        fftwf_free(signal);
-        fftwf_free(spectrum);
-        fftwf_free(product);
-    }
+    std::vector<float> samples;
+    double firstRendered = INFINITY;  // the smallest (stamp - samples so far / rate), ms
 
-    // The track frame where `chunk` correlates best
-    long find(const float* chunk)
+    explicit Recording(const Server& server)
     {
-        std::fill(signal, signal + size, 0.0f);
-        std::copy(chunk, chunk + CHUNK, signal);
-        fftwf_execute(forward);
-        for (size_t i = 0; i <= size / 2; i++) {
-            float tr = trackSpectrum[2 * i], ti = trackSpectrum[2 * i + 1];
-            float cr = spectrum[i][0], ci = spectrum[i][1];
-            product[i][0] = tr * cr + ti * ci;  // the track times the chunk's conjugate
-            product[i][1] = ti * cr - tr * ci;
-        }
-        fftwf_execute(backward);
-        long last = static_cast<long>(track.size()) - CHUNK;
-        return std::max_element(signal, signal + last + 1) - signal;
+        pa_sample_spec spec = {PA_SAMPLE_FLOAT32LE, RATE, 2};
+        pa_buffer_attr attr = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX, FRAGMENT * 2 * sizeof(float)};
+        int nice = getpriority(PRIO_PROCESS, 0);
+        setpriority(PRIO_PROCESS, 0, -15);
+        monitor = pa_simple_new(("unix:" + server.root + "/native").c_str(), "heard", PA_STREAM_RECORD,
+                                "heard.monitor", "recording", &spec, nullptr, &attr, nullptr);
+        if (monitor) reader = std::thread(&Recording::read, this);
+        setpriority(PRIO_PROCESS, 0, nice);
+    }
+    ~Recording() { stop(); }
+    bool started() const { return monitor != nullptr; }
+    void stop()
+    {
+        stopping = true;
+        if (reader.joinable()) reader.join();
+        if (monitor) pa_simple_free(monitor);
+        monitor = nullptr;
     }
 
 private:
-    const std::vector<float>& track;
-    size_t size = 1;
-    float* signal;
-    fftwf_complex* spectrum;
-    fftwf_complex* product;
-    fftwf_plan forward, backward;
-    std::vector<float> trackSpectrum;
+    pa_simple* monitor = nullptr;
+    std::atomic<bool> stopping{false};
+    std::thread reader;
+
+    void read()
+    {
+        std::vector<float> block(2 * FRAGMENT);
+        while (!stopping && pa_simple_read(monitor, block.data(), block.size() * sizeof(float), nullptr) == 0) {
+            double stamp = measure::steadyMs();
+            for (int i = 0; i < FRAGMENT; i++) samples.push_back(block[2 * i]);
+            firstRendered = std::min(firstRendered, stamp - samples.size() * 1000.0 / RATE);
+        }
+    }
 };
 
 }  // namespace
 
-Server::Server()
+Listening::Listening(const std::string& output, const std::string& steps)
 {
-    char pattern[] = "/tmp/heard-XXXXXX";
-    if (!mkdtemp(pattern)) return;
-    root = pattern;
-    fixture::writeFile(root + "/.asoundrc", "pcm.!default { type pulse }\nctl.!default { type pulse }\n");
-    std::string socket = root + "/native";
-    env = {{"HOME", root}, {"XDG_RUNTIME_DIR", root}, {"PULSE_RUNTIME_PATH", root}, {"PULSE_SERVER", "unix:" + socket}};
-    // -n: no default script, so nothing but these two modules (no device probing, no
-    // suspending an idle sink). Root needs no --system: a private runtime directory will do.
-    pid = spawn({"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
-                 "-L", "module-null-sink sink_name=heard format=float32le channels=2 rate=" + std::to_string(RATE),
-                 "-L", "module-native-protocol-unix auth-anonymous=1 socket=" + socket},
-                env, -1, root + "/server.log");
-    program::waitFor(10, [&] { return std::filesystem::exists(socket) || ended(pid, 0); });
-}
-
-Server::~Server()
-{
-    end(pid);
-    std::error_code ignored;
-    if (!root.empty()) std::filesystem::remove_all(root, ignored);
-}
-
-bool Server::started() const { return !root.empty() && std::filesystem::exists(root + "/native"); }
-
-double Server::sinkLatency() const
-{
-    std::string command = "PULSE_SERVER=" + env.at("PULSE_SERVER") + " timeout 10 pactl list sinks 2>/dev/null";
-    std::string listing = program::output(command);
-    size_t at = listing.find("configured ");
-    return at == std::string::npos ? NAN : std::atof(listing.c_str() + at + 11) / 1000.0;
-}
-
-Recording::Recording(const Server& server) : server(server)
-{
-    int fds[2];
-    if (::pipe(fds) != 0) return;
-    // The shortest latency anyone asks of the sink sets how far ahead it renders; asked here,
-    // it is the same whatever the player asks.
-    parec = spawn({"parec", "-d", "heard.monitor", "--latency-msec=10", "--format=float32le", "--channels=2",
-                   "--rate=" + std::to_string(RATE), "--raw"},
-                  server.environment(), fds[1]);
-    close(fds[1]);
-    pipe = fds[0];
-    reader = std::thread(&Recording::read, this);
-}
-
-Recording::~Recording() { stop(); }
-
-void Recording::stop()
-{
-    if (!reader.joinable()) return;
-    double latency = server.sinkLatency();
-    end(parec);
-    stopping = true;
-    reader.join();
-    close(pipe);
-    firstHeard = firstRendered + latency;
-}
-
-void Recording::read()
-{
-    std::vector<char> bytes;
-    std::vector<char> buffer(1 << 16);
-    pollfd watched = {pipe, POLLIN, 0};
-    while (true) {
-        if (poll(&watched, 1, 100) <= 0) {
-            if (stopping) break;
-            continue;
-        }
-        ssize_t got = ::read(pipe, buffer.data(), buffer.size());
-        double stamp = measure::steadyMs();
-        if (got <= 0) break;
-        bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + got);
-        double frames = static_cast<double>(bytes.size() / 8);
-        firstRendered = std::min(firstRendered, stamp - frames * 1000.0 / RATE);
+    Server server;
+    Recording recording(server);
+    if (!recording.started()) {
+        errors = "PulseAudio did not start";
+        return;
     }
-    samples.resize(bytes.size() / 8);
-    for (size_t i = 0; i < samples.size(); i++) std::memcpy(&samples[i], &bytes[i * 8], sizeof(float));
+    // A null sink renders its first two seconds at once as the server starts, and a stream that
+    // opens before they are out is neither played nor timed until then, and timed badly for
+    // seconds after. From then on it renders as it plays, as a desktop's sink does.
+    program::waitFor(10, [&] { return server.sinkLatency("Latency: ") < 50; });
+    fixture::Directory directory;
+    fixture::writeTrack(directory.file("data/audio/noise.wav"), TRACK_SECONDS, RATE, 1, SF_FORMAT_WAV | SF_FORMAT_FLOAT,
+                        noise::sample);
+    directory.config({{"AUDIO", "\"" + output + "\""}, {"MUSIC", "\"noise.wav\""}, {"DEBUG", "false"}});
+    int result = std::system(("cd " + directory.path() + " && " + server.environment + "nice -n -15 timeout 60 " +
+                              HEARD_PLAYER + " player.txt " + steps + " 2>player.err").c_str());
+    double latency = server.sinkLatency("configured ");  // while recording: what the recording asks
+    recording.stop();
+    status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;
+    errors = directory.read("player.err");
+    std::ifstream log(directory.file("player.txt"));
+    for (std::string word; log >> word;) {
+        Frame frame;
+        Event event;
+        if (word == "frame" && log >> frame.before >> frame.after >> frame.position) frames.push_back(frame);
+        if (word == "event" && log >> event.kind >> event.wall) events.push_back(event);
+    }
+    firstHeard = recording.firstRendered + latency;
+    find(recording.samples);
 }
 
-const std::vector<float>& track()
+void Listening::find(const std::vector<float>& recording)
 {
-    static const std::vector<float> noise = [] {
-        std::vector<float> samples(static_cast<size_t>(TRACK_SECONDS * RATE));
-        uint32_t state = 20240601;
-        for (float& sample : samples) {
-            state = state * 1664525u + 1013904223u;
-            sample = (static_cast<float>(state >> 8) / 16777216.0f - 0.5f) * 0.5f;
-        }
-        return samples;
-    }();
-    return noise;
-}
-
-void writeTrack(const std::string& path) { fixture::writeSamples(path, track(), RATE, 1, SF_FORMAT_WAV | SF_FORMAT_FLOAT); }
-
-Heard::Heard(const Recording& recording, const std::vector<float>& track) : firstHeard(recording.firstHeard)
-{
-    Search search(track);
-    size_t chunks = recording.samples.size() / CHUNK;
-    starts.assign(chunks, -1);
-    for (size_t c = 0; c < chunks; c++) {
-        const float* chunk = &recording.samples[c * CHUNK];
-        double energy = 0;
-        for (int i = 0; i < CHUNK; i++) energy += chunk[i] * chunk[i];
-        if (energy < CHUNK * 1e-4) continue;  // silence: nothing is heard
+    std::vector<float> track = noise::samples(TRACK_SECONDS, RATE);
+    noise::Finder finder(track, CHUNK);
+    starts.assign(recording.size() / CHUNK, -1);
+    for (size_t c = 0; c < starts.size(); c++) {
+        const float* heard = &recording[c * CHUNK];
+        if (std::inner_product(heard, heard + CHUNK, heard, 0.0) < CHUNK * 1e-4) continue;  // silence
         long next = c > 0 && starts[c - 1] >= 0 ? starts[c - 1] + CHUNK : -1;
-        if (match(chunk, track, next) < MATCH) next = search.find(chunk);
-        if (match(chunk, track, next) >= MATCH) starts[c] = next;
+        if (next < 0 || next + CHUNK > static_cast<long>(track.size()) || noise::correlation(heard, &track[next], CHUNK) < MATCH)
+            next = finder.find(heard);
+        if (noise::correlation(heard, &track[next], CHUNK) >= MATCH) starts[c] = next;
     }
 }
 
-double Heard::at(double wall) const
+long Listening::chunk(double wall) const { return static_cast<long>(std::floor((wall - firstHeard) * RATE / 1000.0 / CHUNK)); }
+
+double Listening::heard(double wall) const
 {
-    double sample = (wall - firstHeard) * RATE / 1000.0;
-    if (sample < 0) return NAN;
-    size_t chunk = static_cast<size_t>(sample / CHUNK);
-    if (chunk >= starts.size() || starts[chunk] < 0) return NAN;
-    return (starts[chunk] + (sample - static_cast<double>(chunk) * CHUNK)) * 1000.0 / RATE;
+    long c = chunk(wall);
+    if (c < 0 || c >= static_cast<long>(starts.size()) || starts[c] < 0) return NAN;
+    return (starts[c] - static_cast<double>(c) * CHUNK) * 1000.0 / RATE + (wall - firstHeard);
 }
 
-bool Heard::jumped(double wall, double ms) const
+bool Listening::jumped(double wall, double ms) const
 {
-    double last = (wall - firstHeard) * RATE / 1000.0, first = last - ms * RATE / 1000.0;
-    for (long c = std::max(1L, static_cast<long>(first / CHUNK)); c <= last / CHUNK && c < static_cast<long>(starts.size()); c++)
+    for (long c = std::max(1L, chunk(wall - ms)); c <= std::min(chunk(wall), static_cast<long>(starts.size()) - 1); c++)
         if (starts[c] >= 0 && starts[c] != starts[c - 1] + CHUNK) return true;
     return false;
 }
 
-Run play(const fixture::Directory& directory, const Environment& environment, int fps, int busyMs,
-         const std::string& steps, double seconds)
+std::vector<Error> Listening::errorsAfter(const std::string& kind, double fromMs) const
 {
-    std::string log = directory.file("player.txt");
-    std::vector<std::string> words = {HEARD_PLAYER, log, std::to_string(fps), std::to_string(busyMs)};
-    std::istringstream split(steps);
-    for (std::string step; split >> step;) words.push_back(step);
-
-    Run run;
-    pid_t player = spawn(words, environment, -1, directory.file("player.err"), directory.path());
-    int status = 0;
-    if (ended(player, seconds, &status)) {
-        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    } else {
-        kill(player, SIGKILL);
-        waitpid(player, nullptr, 0);
-    }
-    std::ifstream in(log);
-    for (std::string word; in >> word;) {
-        if (word == "frame") {
-            Frame frame;
-            in >> frame.before >> frame.after >> frame.position;
-            run.frames.push_back(frame);
-        } else if (word == "event") {
-            Event event;
-            in >> event.kind >> event.wall;
-            run.events.push_back(event);
-        }
-    }
-    return run;
-}
-
-std::vector<Error> errorsAfter(const Run& run, const Heard& heard, const std::string& kind, double fromMs)
-{
-    std::vector<Error> errors;
-    for (size_t e = 0; e < run.events.size(); e++) {
-        if (run.events[e].kind != kind) continue;
-        double from = run.events[e].wall, until = e + 1 < run.events.size() ? run.events[e + 1].wall : INFINITY;
-        for (const Frame& frame : run.frames) {
-            if (frame.before < from + fromMs || frame.after >= until) continue;
+    std::vector<Error> found;
+    for (size_t e = 0; e < events.size(); e++) {
+        double from = events[e].wall, until = e + 1 < events.size() ? events[e + 1].wall : INFINITY;
+        for (const Frame& frame : frames) {
             // The event's own jump comes within the output's latency (under 100 ms); a later one
             // is a dropout nobody asked for.
-            if (frame.before - fromMs > from + 100 && heard.jumped(frame.before, fromMs)) continue;
-            double early = heard.at(frame.before), late = heard.at(frame.after);
+            if (events[e].kind != kind || frame.before < from + fromMs || frame.after >= until ||
+                (frame.before - fromMs > from + 100 && jumped(frame.before, fromMs)))
+                continue;
+            double early = heard(frame.before), late = heard(frame.after);
             if (std::isnan(early) || std::isnan(late) || late < early) continue;
             // The position is a whole millisecond, cut down: it stands for [position, position + 1).
-            double ms = std::max({0.0, early - (frame.position + 1), frame.position - late});
-            errors.push_back({frame.before - from, ms});
+            found.push_back({frame.before - from, std::max({0.0, early - (frame.position + 1), frame.position - late})});
         }
     }
-    return errors;
+    return found;
+}
+
+std::vector<double> Listening::overruns() const
+{
+    std::vector<double> found;
+    for (const Event& event : events) {
+        auto frozen = std::find_if(frames.begin(), frames.end(), [&](const Frame& f) { return f.before > event.wall; });
+        long c = std::max(1L, chunk(event.wall));
+        while (c < static_cast<long>(starts.size()) && starts[c] >= 0) c++;
+        if (event.kind == "pause" && frozen != frames.end() && c < static_cast<long>(starts.size()) && starts[c - 1] >= 0)
+            found.push_back((starts[c - 1] + CHUNK) * 1000.0 / RATE - frozen->position);
+    }
+    return found;
 }
 
 }  // namespace heard

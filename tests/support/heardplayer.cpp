@@ -1,24 +1,9 @@
-// The heard-position player: the program's own globals (so the engine's audio and music, set up
-// from data/config.lua in the working directory), driven by a frame loop as the director drives
-// them, one Audio::update and one getPosition a frame. What it did goes to a log for
-// tests/support/heard.h:
-//   frame <steady ms before> <steady ms after> <position>   one per getPosition()
-//   event <kind> <steady ms>                                 start, seek, pause, resume, stall
+// The heard-position player: the program's own globals (the engine's audio and music, set up
+// from data/config.lua in the working directory) in a frame loop at 60 frames a second, one
+// Audio::update and one getPosition a frame, as the director drives them. Its log, for heard.cpp:
+// "frame <steady ms before> <after> <position>" and "event <step> <steady ms>".
 //
-// heardplayer LOG FPS BUSY_MS STEP...
-//   settle    waits (10 s at most) until the output measures its latency as it is asked: a
-//             sound server's stream gives no timing for its first few seconds
-//   wait:MS   time passes without frames, as while the demo loads
-//   start     the music starts
-//   play:MS   frames for MS; each one busy for 0 to BUSY_MS, as drawing would be
-//   seek:MS   the music moves to MS
-//   pause, resume
-//   stall:MS  the whole process stops for MS (SIGSTOP, and a child sends SIGCONT)
-#define AL_ALEXT_PROTOTYPES
-#include <AL/alext.h>  // Required for: alcGetInteger64vSOFT(), ALC_DEVICE_CLOCK_LATENCY_SOFT
-#include <signal.h>  // Required for: raise(), kill(), SIGSTOP, SIGCONT
-#include <unistd.h>  // Required for: fork(), usleep(), getppid()
-
+// heardplayer LOG STEP...   start, play:MS (frames for MS), seek:MS, pause, resume
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -31,94 +16,45 @@
 
 namespace {
 
-using Steady = std::chrono::steady_clock;
+const double FRAME_MS = 1000.0 / 60;
 
+FILE* out;
+double next;  // steady ms of the next frame
 
-class Player {
-public:
-    Player(FILE* log, int fps, int busyMs) : log(log), period(1000.0 / fps), busyMs(busyMs) {}
-
-    void step(const std::string& step)
-    {
-        std::string name = step.substr(0, step.find(':'));
-        int ms = step.find(':') == std::string::npos ? 0 : std::atoi(step.c_str() + step.find(':') + 1);
-        if (name == "wait") std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-        if (name == "play") frames(ms);
-        if (name == "start") event("start"), music.start();
-        if (name == "seek") event("seek"), music.setPosition(static_cast<unsigned int>(ms));
-        if (name == "pause") event("pause"), music.setPause(true);
-        if (name == "resume") event("resume"), music.setPause(false);
-        if (name == "stall") stall(ms);
-        if (name == "settle") settle();
+// Frames for `ms` on a steady grid, so that one that comes late does not move those after it
+void play(int ms)
+{
+    next = std::max(next, measure::steadyMs());
+    for (double end = next + ms; next < end; next += FRAME_MS) {
+        std::this_thread::sleep_until(std::chrono::steady_clock::time_point(
+            std::chrono::microseconds(static_cast<long long>(next * 1000))));
+        audio.update();
+        double before = measure::steadyMs();
+        int position = music.getPosition();
+        std::fprintf(out, "frame %.3f %.3f %d\n", before, measure::steadyMs(), position);
     }
-
-private:
-    FILE* log;
-    double period;
-    int busyMs;
-    double next = 0;
-    unsigned int random = 1;
-
-    void event(const char* kind) { std::fprintf(log, "event %s %.3f\n", kind, measure::steadyMs()); }
-
-    void frames(int ms)
-    {
-        if (next < measure::steadyMs() - period) next = measure::steadyMs();
-        for (double end = next + ms; next < end; next += period) {
-            std::this_thread::sleep_until(Steady::time_point(std::chrono::microseconds(static_cast<long long>(next * 1000))));
-            busy();
-            audio.update();
-            double before = measure::steadyMs();
-            int position = music.getPosition();
-            double after = measure::steadyMs();
-            std::fprintf(log, "frame %.3f %.3f %d\n", before, after, position);
-        }
-    }
-
-    // Burns the processor for a pseudo-random 0 to busyMs, the same sequence every run
-    void busy()
-    {
-        random = random * 1103515245u + 12345u;
-        double until = measure::steadyMs() + (busyMs > 0 ? (random >> 16) % (busyMs + 1) : 0);
-        while (measure::steadyMs() < until) {}
-    }
-
-    // Until two readings of one device moment give two latencies
-    void settle()
-    {
-        ALCint64SOFT last[2] = {-1, -1}, now[2];
-        for (double end = measure::steadyMs() + 10000; measure::steadyMs() < end; last[0] = now[0], last[1] = now[1]) {
-            alcGetInteger64vSOFT(audio.system, ALC_DEVICE_CLOCK_LATENCY_SOFT, 2, now);
-            if (now[0] == last[0] && now[1] != last[1]) return;
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-    }
-
-    void stall(int ms)
-    {
-        std::fflush(log);
-        if (fork() == 0) {
-            usleep(static_cast<useconds_t>(ms) * 1000);
-            kill(getppid(), SIGCONT);
-            _exit(0);
-        }
-        raise(SIGSTOP);
-        event("stall");
-    }
-};
+}
 
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc < 4) {
-        std::fprintf(stderr, "usage: heardplayer LOG FPS BUSY_MS STEP...\n");
+    out = argc > 1 ? std::fopen(argv[1], "w") : nullptr;
+    if (!out) {
+        std::fprintf(stderr, "usage: heardplayer LOG STEP...\n");
         return 1;
     }
-    FILE* log = std::fopen(argv[1], "w");
-    if (!log) return 1;
-    Player player(log, std::atoi(argv[2]), std::atoi(argv[3]));
-    for (int i = 4; i < argc; i++) player.step(argv[i]);
-    std::fclose(log);
-    return 0;
+    for (int i = 2; i < argc; i++) {
+        std::string step = argv[i], name = step.substr(0, step.find(':'));
+        int ms = name.size() < step.size() ? std::atoi(step.c_str() + name.size() + 1) : 0;
+        if (name == "play") {
+            play(ms);
+            continue;
+        }
+        std::fprintf(out, "event %s %.3f\n", name.c_str(), measure::steadyMs());
+        if (name == "start") music.start();
+        if (name == "seek") music.setPosition(static_cast<unsigned int>(ms));
+        if (name == "pause" || name == "resume") music.setPause(name == "pause");
+    }
+    return std::fclose(out) == 0 ? 0 : 1;
 }
