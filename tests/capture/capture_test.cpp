@@ -1,20 +1,26 @@
 // The capture program as a user runs it: stretches of the fixture demo, seen through ffmpeg and
 // compared with the same show drawn in this process by the capture's own globals.
 #include <GL/glew.h>
+#include <fcntl.h>
 #include <sndfile.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 #include <set>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
 #include "capture/frames.h"
 #include "framework/demo.h"
 #include "framework/music.h"
+#include "framework/process.h"
 #include "framework/timer.h"
 #include "tests/support/drawing.h"
 #include "tests/support/fixture.h"
@@ -27,12 +33,12 @@ using program::output;
 static const int RATE = 22050;
 
 // A fixture directory without the debug log, so that only the capture writes there, and with
-// noise for its track
+// noise for its track, at 24 bits
 struct Directory : fixture::Directory {
     Directory()
     {
         config({{"DEBUG", "false"}});
-        fixture::writeTrack(file("data/audio/long.wav"), 150.0, RATE, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, noise::sample);
+        fixture::writeTrack(file("data/audio/long.wav"), 150.0, RATE, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_24, noise::sample);
     }
     // The names in `folder` of the directory, data/ left out
     std::set<std::string> written(const std::string& folder = "") const
@@ -49,25 +55,54 @@ struct Outcome {
     std::string err;
 };
 
-// Runs the capture once for each list of arguments (shell words), all at the same time, in
-// `directory`: each run's exit status and standard error
+// One run of the capture in `directory`, with `arguments` (words between blanks), its standard
+// error kept in the directory's runs/ under `name`
+class CaptureRun {
+public:
+    CaptureRun(const Directory& directory, const std::string& arguments, const std::string& name)
+        : directory(directory), err("runs/" + name + ".err")
+    {
+        std::filesystem::create_directories(directory.file("runs"));
+        std::vector<std::string> words{CAPTURE_BINARY};
+        std::istringstream split(arguments);
+        for (std::string word; split >> word;) words.push_back(word);
+        Process::Setting setting;
+        setting.directory = directory.path();
+        setting.out = Process::nowhere;
+        setting.err = open(directory.file(err).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        EXPECT_TRUE(process.start(words, setting).ok());
+        close(setting.err);
+    }
+    // Waits for its end, a few minutes at the most
+    Outcome end()
+    {
+        if (!process.wait(300)) process.stop(SIGKILL);
+        process.wait(-1);
+        int status = process.status();
+        Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), directory.read(err)};
+        std::error_code whileOthersRun;  // the folder goes with the last run's file
+        std::filesystem::remove(directory.file(err));
+        std::filesystem::remove(directory.file("runs"), whileOthersRun);
+        return outcome;
+    }
+
+    Process process;
+
+private:
+    const Directory& directory;
+    std::string err;
+};
+
+// Runs the capture once for each list of arguments, all at the same time: each run's exit
+// status and standard error
 static std::vector<Outcome> captures(const Directory& directory, const std::vector<std::string>& arguments)
 {
-    // A crash leaves no core file among what the capture wrote.
-    std::string script = "cd " + directory.path() + " && mkdir runs && ulimit -c 0\n";
-    for (size_t i = 0; i < arguments.size(); i++) {
-        std::string run = "runs/" + std::to_string(i);
-        script += "{ { " + std::string(CAPTURE_BINARY) + " " + arguments[i] + "; } 2>" + run +
-                  ".err >/dev/null; echo $? >" + run + ".status; } &\n";
-    }
-    std::system((script + "wait").c_str());
-    std::vector<Outcome> runs;
-    for (size_t i = 0; i < arguments.size(); i++) {
-        std::string run = "runs/" + std::to_string(i);
-        runs.push_back({std::atoi(directory.read(run + ".status").c_str()), directory.read(run + ".err")});
-    }
-    std::filesystem::remove_all(directory.file("runs"));
-    return runs;
+    std::vector<std::unique_ptr<CaptureRun>> runs;
+    for (size_t i = 0; i < arguments.size(); i++)
+        runs.push_back(std::make_unique<CaptureRun>(directory, arguments[i], std::to_string(i)));
+    std::vector<Outcome> outcomes;
+    for (auto& run : runs) outcomes.push_back(run->end());
+    return outcomes;
 }
 
 // The last line of a run's standard error, empty for none
@@ -91,16 +126,17 @@ static std::string pictures(const std::string& input, const std::string& options
     return output("ffmpeg -v error " + options + " -i '" + input + "' -map 0:v -vf vflip -f rawvideo -pix_fmt rgb24 -");
 }
 
-// The sound of a file as the track holds it: one channel at the track's rate, from 16-bit samples
+// The sound of a file as the track holds it: one channel at the track's rate, from 32-bit samples, so
+// that a master that kept fewer bits than the 24 of the test track shows it
 static std::vector<float> soundOf(const std::string& input)
 {
     std::string bytes = output("ffmpeg -v error -i '" + input + "' -map 0:a -ac 1 -ar " + std::to_string(RATE) +
-                               " -f s16le -");
-    std::vector<float> samples(bytes.size() / 2);
+                               " -f s32le -");
+    std::vector<float> samples(bytes.size() / 4);
     for (size_t i = 0; i < samples.size(); i++) {
-        int16_t sample;
-        memcpy(&sample, &bytes[2 * i], 2);
-        samples[i] = sample / 32768.0f;
+        int32_t sample;
+        memcpy(&sample, &bytes[4 * i], 4);
+        samples[i] = static_cast<float>(sample / 2147483648.0);
     }
     return samples;
 }
@@ -293,6 +329,7 @@ TEST(Capture, BadInputNamesTheValueEndsWithStatusOneAndLeavesEverythingAsItWas)
         {"--output v.png", "v.png names a single picture: give a numbered name such as frames/%05d.png"},
         {"--quality superb", "--quality superb is not fast, good or best"},
         {"--size 161x96", "size 161x96 cannot be encoded: width and height must be even, 16 to 8192"},
+        {"--size 160x95", "size 160x95 cannot be encoded: width and height must be even, 16 to 8192"},
         {"--size 14x96", "size 14x96 cannot be encoded: width and height must be even, 16 to 8192"},
         {"--size 96x8194", "size 96x8194 cannot be encoded: width and height must be even, 16 to 8192"},
         {"--size wide", "--size wide is not WIDTHxHEIGHT"},
@@ -340,16 +377,20 @@ TEST(Capture, EngineErrorsAtStartOrMidwayLeaveNoFile)
 
 TEST(Capture, InterruptedOrCrashedCaptureLeavesNoFile)
 {
-    // Each signal once the file is being written, not while the program is still starting
-    const std::pair<std::string, int> signals[] = {{"INT", 130}, {"SEGV", 128 + SIGSEGV}};
+    const rlimit noCore = {0, 0};  // a crash leaves no core file among what the capture wrote
+    setrlimit(RLIMIT_CORE, &noCore);
     Directory directory;
-    for (const auto& [signal, status] : signals) {
-        std::string err, wait = " & for i in $(seq 600); do ls demo.mp4.part* >/dev/null 2>&1 && break; sleep .1; done";
-        std::string kill = "; sleep 1; kill -" + signal + " $!; wait $!";
-        EXPECT_EQ(capture(directory, "--size 640x360" + wait + kill, &err), status);
+    for (int signal : {SIGINT, SIGSEGV}) {
+        CaptureRun run(directory, "--size 640x360", "signalled");
+        // Once the file is being written, not while the program is still starting
+        program::waitFor(60, [&] { return directory.written().size() > 1; });
+        sleep(1);
+        run.process.stop(signal);
+        Outcome outcome = run.end();
+        EXPECT_EQ(outcome.status, signal == SIGINT ? 130 : 128 + signal);
         EXPECT_EQ(directory.written(), std::set<std::string>{}) << signal;
-        if (signal == "INT") {
-            EXPECT_NE(err.find("capture: interrupted"), std::string::npos);
+        if (signal == SIGINT) {
+            EXPECT_NE(outcome.err.find("capture: interrupted"), std::string::npos);
         }
     }
 }
