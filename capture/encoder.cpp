@@ -17,6 +17,7 @@ extern "C" {
 
 #include "capture/failure.h"
 #include "capture/output.h"
+#include "framework/music.h"
 
 // What each format is made of. The video's sound is what video sites and players expect; the
 // lossless formats keep the track's own rate and channels, at 24 bits, which holds a 16-bit
@@ -78,7 +79,7 @@ Encoder::Encoder(const Output& output, const Options& options, int sampleRate, i
     : pictureFile(nullptr), soundFile(nullptr), videoCodec(nullptr), audioCodec(nullptr), videoStream(nullptr),
       audioStream(nullptr), picture(nullptr), sound(nullptr), packet(need(av_packet_alloc(), "packet")),
       scaler(nullptr), resampler(nullptr), fifo(nullptr), width(options.width), height(options.height), chunk(0),
-      pictures(0), samplesOut(0), samplesWanted(spanFrames), bytes(0)
+      trackChannels(channels), folding(false), pictures(0), samplesOut(0), samplesWanted(spanFrames), bytes(0)
 {
     av_log_set_level(AV_LOG_ERROR);  // the libraries' reports would bury the progress line
     const Layout& layout = layouts[static_cast<int>(options.format)];
@@ -190,7 +191,9 @@ void Encoder::openAudio(Format format, int sampleRate, int channels)
     const AVCodec* encoder = encoderNamed(layout.audioEncoder);
     audioCodec = need(avcodec_alloc_context3(encoder), "sound encoder");
     AVChannelLayout input, output;
-    av_channel_layout_default(&input, channels);
+    // The video's stereo is what the showing plays: the track's own fold, then only a resampling.
+    folding = layout.resampled && channels > 2;
+    av_channel_layout_default(&input, folding ? outputChannels(channels) : channels);
     av_channel_layout_default(&output, layout.resampled ? 2 : channels);
     audioCodec->sample_fmt = static_cast<AVSampleFormat>(layout.samples);
     audioCodec->sample_rate = layout.resampled ? VIDEO_SOUND_RATE : sampleRate;
@@ -255,6 +258,11 @@ void Encoder::video(const uint8_t* bgra, bool key)
 
 void Encoder::audio(const float* samples, int frames)
 {
+    if (folding && samples) {
+        folded.resize(static_cast<size_t>(frames) * 2);
+        foldDown(samples, trackChannels, frames, folded.data());
+        samples = folded.data();
+    }
     int room = swr_get_out_samples(resampler, frames);
     int bytesPerPlane = room * av_get_bytes_per_sample(audioCodec->sample_fmt) *
                         (planes.size() == 1 ? audioCodec->ch_layout.nb_channels : 1);

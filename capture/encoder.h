@@ -53,6 +53,9 @@ private:
     AVAudioFifo* fifo;
     int width, height;
     int chunk;                                 // sample frames the sound is encoded in
+    int trackChannels;
+    bool folding;                              // more than two channels folded, as the showing plays them
+    std::vector<float> folded;
     long long pictures;                        // frames handed to the video encoder
     long long samplesOut, samplesWanted;       // at the output rate
     std::vector<std::vector<uint8_t>> planes;  // the resampler's output, reused from call to call

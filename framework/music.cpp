@@ -48,6 +48,22 @@ const double WATCH_MS = 80.0;
 
 }  // namespace
 
+int outputChannels(int channels) { return channels == 1 ? 1 : 2; }
+
+void foldDown(const float* in, int channels, int frames, float* out)
+{
+    for (int i = 0; i < frames; i++, in += channels) {
+        if (channels <= 2) {
+            for (int c = 0; c < channels; c++) *out++ = in[c];
+            continue;
+        }
+        float left = 0.0f, right = 0.0f;
+        for (int c = 0; c < channels; c++) (c % 2 ? right : left) += in[c];
+        *out++ = left / ((channels + 1) / 2);
+        *out++ = right / (channels / 2);
+    }
+}
+
 struct Stream {
     SNDFILE* file;
     SF_INFO info;
@@ -123,7 +139,7 @@ void Stream::open(const std::string& path)
         if (sf_seek(file, 0, SEEK_SET) < 0) audio.check(sf_error(file), Audio::DECODER, sf_strerror(file));
     }
 
-    channels = info.channels == 1 ? 1 : 2;
+    channels = outputChannels(info.channels);
     format = channels == 1 ? AL_FORMAT_MONO_FLOAT32 : AL_FORMAT_STEREO_FLOAT32;
     bufferFrames = std::max(1, info.samplerate / BUFFERS_PER_SECOND);
     decoded.assign(static_cast<size_t>(bufferFrames) * info.channels, 0.0f);
@@ -175,19 +191,8 @@ int Stream::decode(int count)
     std::fill(decoded.begin() + static_cast<size_t>(got) * info.channels,
               decoded.begin() + static_cast<size_t>(want) * info.channels, 0.0f);
 
-    for (int i = 0; i < want; i++) {
-        const float* in = &decoded[static_cast<size_t>(i) * info.channels];
-        if (info.channels <= 2) {
-            for (int c = 0; c < channels; c++) mixed[i * channels + c] = in[c];
-        } else {
-            // More than two channels fold into stereo: even ones left, odd ones right.
-            float left = 0.0f, right = 0.0f;
-            for (int c = 0; c < info.channels; c++) (c % 2 ? right : left) += in[c];
-            mixed[i * 2] = left / ((info.channels + 1) / 2);
-            mixed[i * 2 + 1] = right / (info.channels / 2);
-        }
-        history[(queueEnd + i) & (history.size() - 1)] = mixed[i * channels];
-    }
+    foldDown(decoded.data(), info.channels, want, mixed.data());
+    for (int i = 0; i < want; i++) history[(queueEnd + i) & (history.size() - 1)] = mixed[i * channels];
     return want;
 }
 

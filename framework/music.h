@@ -20,6 +20,13 @@ const int endMargin = 99;
 // Where the track named by the settings lies; the capture's soundtrack reads it there too.
 const char* const audioDirectory = "data/audio/";
 
+// What the output plays of a track of `channels` channels: mono and stereo as they are, more
+// folded into stereo. The capture's video takes its sound the same way.
+int outputChannels(int channels);
+// Folds `frames` interleaved frames of `channels` channels into `out`, outputChannels() a frame:
+// beyond two, the even channels go left and the odd ones right, each side the mean of its own
+void foldDown(const float* in, int channels, int frames, float* out);
+
 class Music {
 public:
     bool playing;         // set by start, never cleared: stop only pauses

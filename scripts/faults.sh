@@ -69,6 +69,7 @@ faults=(
 "capture/encoder.cpp|s/\"ffv1\", AV_PIX_FMT_BGR0/\"ffv1\", AV_PIX_FMT_YUV444P/|the master converted to YUV"
 "capture/options.cpp|s/bool even = options.width % 2 == 0 \&\& options.height % 2 == 0;/bool even = options.width % 2 == 0;/|an odd height accepted"
 "capture/encoder.cpp|s/\"flac\", AV_SAMPLE_FMT_S32, false}/\"flac\", AV_SAMPLE_FMT_S16, false}/|the lossless master's sound cut to 16 bits"
+"capture/encoder.cpp|s/    folding = layout.resampled \&\& channels > 2;/    folding = false;/|the video mixes a track of many channels its own way, not as the showing plays it"
 "capture/encoder.cpp|s/picture->pict_type = key ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;/picture->pict_type = AV_PICTURE_TYPE_NONE;/|no keyframe at a change of the schedule"
 "capture/frames.cpp|s/long long j = 0;/long long j = 1;/|the unseen frames before a late start one short"
 "capture/failure.cpp|/onFatal(removePartial);/d|an engine error leaves the temporary file"

@@ -288,6 +288,25 @@ TEST(Capture, VideoKeepsPictureAndSoundInSyncToTheEndOfALongRange)
     }
 }
 
+// A track of more than two channels sounds in the video as in a showing: folded into stereo, the
+// even channels left and the odd ones right, each side their mean.
+TEST(Capture, VideoFoldsATrackOfManyChannelsAsTheShowingDoes)
+{
+    Directory directory;
+    std::vector<float> samples(3 * RATE * 4, 0.0f);
+    for (long i = 0; i < 3 * RATE; i++) samples[i * 4 + 3] = noise::sample(i);  // the fourth channel alone
+    fixture::writeSamples(directory.file("data/audio/long.wav"), samples, RATE, 4, SF_FORMAT_WAV | SF_FORMAT_PCM_24);
+    ASSERT_EQ(capture(directory, "--from 1000 --to 2000 --fps 30 --size 64x36 --quality fast --output v.mp4"), 0);
+
+    std::string bytes = output("ffmpeg -v error -i " + directory.file("v.mp4") + " -map 0:a -f f32le -");
+    std::vector<float> stereo(bytes.size() / sizeof(float));
+    memcpy(stereo.data(), bytes.data(), stereo.size() * sizeof(float));
+    double power[2] = {0, 0};
+    for (size_t i = 0; i < stereo.size(); i++) power[i % 2] += stereo[i] * stereo[i] / (stereo.size() / 2);
+    EXPECT_LT(std::sqrt(power[0]), 0.01) << "left";
+    EXPECT_NEAR(std::sqrt(power[1]), 0.5 * std::sqrt(1 / 12.0), 0.02) << "right: half the noise's level";
+}
+
 TEST(Capture, KeyframesAtEveryChangeOfTheScheduleAndEveryTwoSeconds)
 {
     Directory directory;
