@@ -79,7 +79,7 @@ bool Clock::deviceOffset(double& offset) const
         offset = sorted[count / 2];
         return count > 0;
     }
-    // The window is the last BUCKETS quarter seconds that had readings, not the last two
+    // The window is the last BUCKETS quarter seconds that had readings, not the last eight
     // seconds of time: a good reading survives a pause or the time before the music starts.
     offset = buckets[0].offset;
     for (int i = 1; i < std::min(bucketCount, BUCKETS); i++) offset = std::max(offset, buckets[i].offset);

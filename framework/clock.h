@@ -28,21 +28,21 @@ public:
     Clock();
 
     // Stands the clock at `ms`, where it holds until the sound gets there: the source starts
-    // again from the track's `from` ms (a start, a seek, a resume)
-    void jump(double ms, double from);
+    // again from the track's `start` ms (a start, a seek, a resume)
+    void jump(double ms, double start);
     // Takes in a reading and gives the position; never beyond `cap`, what can have been heard
     double read(const Reading& reading, double cap);
 
 private:
     // Device time heard minus wall time, per reading. Outputs with a fixed latency are read late
     // by however long after a mixer update the reading came, so only the latest-looking
-    // readings tell the truth (the best of each quarter second of the last eight is kept: at
-    // ten frames a second it takes that many to meet a punctual one). Outputs whose latency
-    // is measured at the moment of asking (a sound server) are right but for rare outliers;
-    // there the middle of the last three counts, which follows a skip or a dropout within two
-    // readings: one frame, which reads the clock twice (the refill and the picture).
-    static const int BUCKETS = 32;
-    static const int RECENT = 3;
+    // readings tell the truth (the best of each quarter second of the last eight seconds is
+    // kept: at ten frames a second it takes that many to meet a punctual one). Outputs whose
+    // latency is measured at the moment of asking (a sound server) are right but for rare
+    // outliers; there the middle of the last three counts, which follows a skip or a dropout
+    // within two readings: one frame, which reads the clock twice (the refill and the picture).
+    static constexpr int BUCKETS = 32;
+    static constexpr int RECENT = 3;
     struct Bucket {
         long long index;  // which quarter second of the steady clock
         double offset;
