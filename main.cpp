@@ -8,7 +8,7 @@
 // the benchmarks, the fuzzers) link these same globals: CMakeLists.txt compiles this file again
 // with the entry point renamed (`programglobals`), and once more for the capture with OFFSCREEN
 // defined (`captureglobals`), which opens no window.
-#include <iostream>  // Required for: the standard streams, built before `cam` first writes to them
+#include <iostream>  // first, so that the standard streams are built before `cam` writes to them
 
 #include "framework/arguments.h"
 #include "framework/audio.h"

@@ -9,9 +9,9 @@
 // renderer has really drawn it; the capture pass reads each frame back and encodes it, sound
 // included, into the output, as the capture program does. Prints one line per pass and the
 // cost that reading back and encoding add to drawing.
-#include <GL/glew.h>  // Required for: glFinish()
+#include <GL/glew.h>
 
-#include <csignal>  // Required for: sig_atomic_t
+#include <csignal>
 #include <cstdio>
 
 #include "capture/encoder.h"

@@ -4,16 +4,16 @@
 // at 100 readings per second), the drift from the schedule over a minute, the cost of one
 // reading and of a seek, and what opening a 140 s Ogg Vorbis track costs streamed against
 // decoded whole (the music streams it).
-#include <benchmark/benchmark.h>  // Required for: the benchmark registry and counters
-#include <sndfile.h>              // Required for: sf_open(), sf_readf_float()
-#include <unistd.h>               // Required for: mkdtemp()
+#include <benchmark/benchmark.h>
+#include <sndfile.h>
+#include <unistd.h>
 
-#include <algorithm>  // Required for: std::sort()
-#include <chrono>     // Required for: std::chrono::steady_clock
-#include <cmath>      // Required for: std::fabs()
-#include <filesystem> // Required for: std::filesystem::remove_all()
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
 #include <string>
-#include <thread>     // Required for: std::this_thread::sleep_until()
+#include <thread>
 #include <vector>
 
 #include "framework/audio.h"

@@ -3,13 +3,13 @@
 // the demo's own generated pictures in data/textures/ of the source tree: decoding all, uploading
 // all, and the texture manager's whole loadImages with its loading-screen frames.
 // Every figure is the median of five repetitions.
-#include <benchmark/benchmark.h>  // Required for: the benchmark registry and counters
-#include <unistd.h>               // Required for: getcwd(), chdir()
+#include <benchmark/benchmark.h>
+#include <unistd.h>
 
-#include <GL/glew.h>  // Required for: glFinish()
+#include <GL/glew.h>
 
-#include <cstdlib>     // Required for: free()
-#include <filesystem>  // Required for: the demo's picture list
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 

@@ -5,11 +5,11 @@
 // a lookup as one sixteenth of sixteen in a row (a read of the clock costs about as much as
 // one lookup), a frame as a whole; the counters are the median and the 99th percentile of the
 // samples, in ns.
-#include <benchmark/benchmark.h>  // Required for: the benchmark registry and counters
+#include <benchmark/benchmark.h>
 
-#include <algorithm>  // Required for: std::nth_element()
-#include <chrono>     // Required for: std::chrono::steady_clock
-#include <random>     // Required for: std::mt19937
+#include <algorithm>
+#include <chrono>
+#include <random>
 #include <string>
 #include <vector>
 

@@ -13,7 +13,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
-#include <algorithm>  // Required for: std::min()
+#include <algorithm>
 
 #include "capture/failure.h"
 #include "capture/output.h"

@@ -4,17 +4,17 @@
 // SIGKILL alone cannot be caught, and leaves the temporary name behind.
 #include "capture/failure.h"
 
-#include <dirent.h>       // Required for: struct dirent64
-#include <fcntl.h>        // Required for: open()
-#include <sys/syscall.h>  // Required for: SYS_getdents64
-#include <unistd.h>       // Required for: unlink(), unlinkat(), rmdir(), syscall()
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
-#include <algorithm>  // Required for: std::min()
-#include <cerrno>     // Required for: errno
-#include <climits>    // Required for: PATH_MAX
-#include <csignal>    // Required for: sigaction(), raise()
-#include <cstring>    // Required for: strcmp(), memcpy()
-#include <ctime>      // Required for: nanosleep()
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <ctime>
 
 #include "framework/logger.h"
 

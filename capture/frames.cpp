@@ -3,7 +3,7 @@
 // every projection follow it exactly as they would follow a window of that size.
 #include "capture/frames.h"
 
-#include <GL/glew.h>  // Required for: the framebuffer object entry points
+#include <GL/glew.h>
 
 #include "capture/failure.h"
 #include "framework/config.h"

@@ -4,9 +4,9 @@
 // never played), so the scenes read the time through the clock they always read.
 #pragma once
 
-#include <GL/glew.h>  // Required for: GLuint
+#include <GL/glew.h>
 
-#include <csignal>  // Required for: sig_atomic_t
+#include <csignal>
 #include <cstdint>
 #include <vector>
 

@@ -5,8 +5,8 @@
 // The same engine, scenes, data/ and schedule as the demo, linked with the demo's own globals
 // (main.cpp, its entry point renamed), drawn offscreen at virtual time, never shown, never
 // heard, and without the debug overlay. The output appears only when it is complete.
-#include <csignal>   // Required for: signal(), sig_atomic_t
-#include <iostream>  // Required for: std::cerr, the stale scenes' line
+#include <csignal>
+#include <iostream>
 
 #include "capture/encoder.h"
 #include "capture/failure.h"

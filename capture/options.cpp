@@ -2,16 +2,16 @@
 // first frame, so that a long capture never fails half-way on a value it was given.
 #include "capture/options.h"
 
-#include <getopt.h>  // Required for: getopt_long()
+#include <getopt.h>
 
-#include <algorithm>   // Required for: std::transform()
-#include <cerrno>      // Required for: errno
-#include <climits>     // Required for: INT_MAX, PATH_MAX
-#include <cstdlib>     // Required for: strtol()
-#include <filesystem>  // Required for: std::filesystem::path
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
 
 extern "C" {
-#include <libavformat/avformat.h>  // Required for: av_get_frame_filename()
+#include <libavformat/avformat.h>
 }
 
 #include "capture/failure.h"

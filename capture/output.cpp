@@ -2,18 +2,18 @@
 // puts each file in place. Pictures are numbered from 0, frame k of the capture in file k.
 #include "capture/output.h"
 
-#include <sys/stat.h>  // Required for: stat(), umask(), fchmod()
-#include <unistd.h>    // Required for: close(), rmdir()
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <cerrno>   // Required for: errno
-#include <climits>  // Required for: PATH_MAX
-#include <cstdio>   // Required for: std::rename()
-#include <cstdlib>  // Required for: mkstemp(), mkdtemp(), realpath()
-#include <cstring>  // Required for: strerror()
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <vector>
 
 extern "C" {
-#include <libavformat/avformat.h>  // Required for: av_get_frame_filename()
+#include <libavformat/avformat.h>
 }
 
 #include "capture/failure.h"

@@ -2,9 +2,9 @@
 // scenes makes the honest base for the time left.
 #include "capture/progress.h"
 
-#include <unistd.h>  // Required for: isatty()
+#include <unistd.h>
 
-#include <cstdio>  // Required for: fprintf()
+#include <cstdio>
 
 // Seconds between reports: a terminal line can move often, a log line should not
 static const double TERMINAL_EVERY = 0.25, PLAIN_EVERY = 5.0;

@@ -2,7 +2,7 @@
 // frames, so the sound covers exactly the milliseconds the pictures do.
 #include "capture/soundtrack.h"
 
-#include <algorithm>  // Required for: std::min()
+#include <algorithm>
 #include <string>
 
 #include "capture/failure.h"

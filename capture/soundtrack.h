@@ -2,7 +2,7 @@
 // data/audio/<MUSIC> as the music itself reads it.
 #pragma once
 
-#include <sndfile.h>  // Required for: SNDFILE, SF_INFO
+#include <sndfile.h>
 
 #include <vector>
 

@@ -1,10 +1,10 @@
 // Arguments: getopt over "e:x:y:b:dfvh".
 #include "arguments.h"
 
-#include <cstdlib>   // Required for: exit()
-#include <cstring>   // Required for: strcmp()
-#include <iostream>  // Required for: std::cout
-#include <unistd.h>  // Required for: getopt(), optarg
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <unistd.h>
 
 #include "config.h"
 #include "logger.h"

@@ -4,13 +4,13 @@
 // still advances in real time, so the demo plays silently instead of quitting.
 #include "audio.h"
 
-#include <AL/al.h>       // Required for: alGetString(), alGetError()
-#include <sndfile.h>     // Required for: sf_version_string(), sf_error_number()
-#include <cstdio>        // Required for: std::sscanf()
-#include <cstdlib>       // Required for: setenv()
-#include <cstring>       // Required for: std::strstr(), std::strlen()
-#include <sstream>       // Required for: std::ostringstream
-#include <sys/wait.h>    // Required for: WIFEXITED(), the probe's answer
+#include <AL/al.h>
+#include <sndfile.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <sys/wait.h>
 
 #include "config.h"
 #include "logger.h"

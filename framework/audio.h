@@ -8,7 +8,7 @@
 // checks its own calls through check(), so the dependency runs one way, music to audio.
 #pragma once
 
-#include <AL/alc.h>  // Required for: ALCdevice, ALCcontext
+#include <AL/alc.h>
 
 class Audio {
 public:

@@ -2,9 +2,9 @@
 #include "cam.h"
 
 #include <GL/gl.h>
-#include <GL/glu.h>   // Required for: gluLookAt()
-#include <cmath>      // Required for: sin(), asin(), sqrt()
-#include <iostream>   // Required for: std::cout
+#include <GL/glu.h>
+#include <cmath>
+#include <iostream>
 
 static const double pi = 3.14159265358979323846;
 

@@ -2,8 +2,8 @@
 #include "camera.h"
 
 #include <GL/gl.h>
-#include <GL/glu.h>   // Required for: gluPerspective()
-#include <iostream>   // Required for: std::cout
+#include <GL/glu.h>
+#include <iostream>
 
 #include "config.h"
 #include "logger.h"

@@ -1,8 +1,8 @@
 // Clock: the heard position from the output's readings, moving with wall time between them.
 #include "clock.h"
 
-#include <algorithm>  // Required for: std::max(), std::min(), std::nth_element()
-#include <cmath>      // Required for: std::floor()
+#include <algorithm>
+#include <cmath>
 
 namespace {
 

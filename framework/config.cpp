@@ -1,7 +1,7 @@
 // Config: thirteen globals of "data/config.lua", in the order they are read.
 #include "config.h"
 
-#include <ostream>  // Required for: std::endl
+#include <ostream>
 
 #include "logger.h"
 #include "script.h"

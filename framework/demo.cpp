@@ -2,10 +2,10 @@
 // seeking moves it, and the picture follows.
 #include "demo.h"
 
-#include <GL/gl.h>    // Required for: the time bar's lines
-#include <SDL/SDL.h>  // Required for: SDL_GetTicks(), SDL_PeepEvents()
-#include <chrono>     // Required for: std::chrono::steady_clock, what a swap takes
-#include <sstream>    // Required for: the status line
+#include <GL/gl.h>
+#include <SDL/SDL.h>
+#include <chrono>
+#include <sstream>
 #include <vector>
 
 #include "audio.h"

@@ -3,8 +3,8 @@
 #include "effects.h"
 
 #include <GL/gl.h>
-#include <cstdlib>   // Required for: rand()
-#include <iostream>  // Required for: std::cout
+#include <cstdlib>
+#include <iostream>
 
 #include "camera.h"
 #include "logger.h"

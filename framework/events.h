@@ -5,7 +5,7 @@
 //  lead.
 #pragma once
 
-#include <SDL/SDL.h>  // Required for: SDL_Event
+#include <SDL/SDL.h>
 
 class Events {
 public:

@@ -3,11 +3,11 @@
 // the library's up could wait on a lock another thread held at the fork.
 #include "exits.h"
 
-#include <dlfcn.h>        // Required for: dlsym(), RTLD_NEXT
-#include <sys/syscall.h>  // Required for: SYS_exit_group
-#include <unistd.h>       // Required for: syscall()
+#include <dlfcn.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
-#include <cstdlib>  // Required for: the library's declarations of the exits, matched here
+#include <cstdlib>
 
 void (*exitWatch)(const Exit& leaving) = nullptr;
 

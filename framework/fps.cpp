@@ -1,8 +1,8 @@
 // FPS: frames counted against music time, so a paused or stalled track shows as a high rate.
 #include "fps.h"
 
-#include <cstdlib>  // Required for: abs()
-#include <sstream>  // Required for: std::ostringstream
+#include <cstdlib>
+#include <sstream>
 
 #include "demo.h"
 #include "logger.h"

@@ -5,21 +5,21 @@
 // what is safe in a signal handler: the text they write is put together in fixed buffers.
 #include "guard.h"
 
-#include <GL/glew.h>      // Required for: the matrix and attribute stacks, glUseProgram()
-#include <fcntl.h>        // Required for: open()
-#include <pthread.h>      // Required for: pthread_getattr_np(), the main stack's bounds
-#include <setjmp.h>       // Required for: sigsetjmp(), siglongjmp()
-#include <signal.h>       // Required for: sigaction(), sigaltstack(), timer_create()
-#include <sys/syscall.h>  // Required for: SYS_gettid, SYS_exit_group
-#include <unistd.h>       // Required for: write(), read(), syscall()
+#include <GL/glew.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <setjmp.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
-#include <cstdint>    // Required for: uintptr_t
-#include <cstdlib>    // Required for: free()
-#include <cstring>    // Required for: strlen(), strncpy(), sigabbrev_np(), sigdescr_np()
-#include <ctime>      // Required for: time(), localtime_r()
-#include <cxxabi.h>   // Required for: abi::__cxa_current_exception_type(), abi::__cxa_demangle()
-#include <exception>  // Required for: std::set_terminate(), std::exception
-#include <typeinfo>   // Required for: std::type_info
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <cxxabi.h>
+#include <exception>
+#include <typeinfo>
 
 #include "config.h"
 #include "exits.h"

@@ -24,7 +24,7 @@
 // handlers, the alternate signal stack and the two timers.
 #pragma once
 
-#include <type_traits>  // Required for: std::remove_reference_t
+#include <type_traits>
 
 #include "logger.h"
 

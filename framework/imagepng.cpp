@@ -2,10 +2,10 @@
 // or RGBA, stored bottom row first for GL's origin.
 #include "imagepng.h"
 
-#include <GL/gl.h>   // Required for: GL_LUMINANCE, GL_LUMINANCE_ALPHA, GL_RGB, GL_RGBA
-#include <csetjmp>   // Required for: setjmp()
-#include <cstdio>    // Required for: fdopen(), fread()
-#include <unistd.h>  // Required for: close()
+#include <GL/gl.h>
+#include <csetjmp>
+#include <cstdio>
+#include <unistd.h>
 #include <png.h>
 #include <vector>
 

@@ -1,7 +1,7 @@
 // Input: keys by symbol only (never the modifier state); most presses log one line.
 #include "input.h"
 
-#include <iostream>  // Required for: std::cout
+#include <iostream>
 
 #include "cam.h"
 #include "camera.h"

@@ -5,7 +5,7 @@
 //  which the keys steer.
 #pragma once
 
-#include <SDL/SDL.h>  // Required for: SDL_KeyboardEvent
+#include <SDL/SDL.h>
 
 class Input {
 public:

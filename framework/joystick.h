@@ -4,7 +4,7 @@
 // Depends on: SDL 1.2 (joystick subsystem); Events for the event; Timer for the seeks; Logger.
 #pragma once
 
-#include <SDL/SDL.h>  // Required for: SDL_Joystick
+#include <SDL/SDL.h>
 
 class Joystick {
 public:

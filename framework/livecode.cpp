@@ -4,24 +4,24 @@
 // copy of the program loads it first, then the program itself, both from /proc/self/fd.
 #include "livecode.h"
 
-#include <cxxabi.h>       // Required for: abi::__cxa_demangle(), an undefined symbol in words
-#include <dlfcn.h>        // Required for: dlopen(), dlsym(), dlclose(), dlerror()
-#include <fcntl.h>        // Required for: open()
-#include <sys/mman.h>     // Required for: memfd_create()
-#include <sys/sendfile.h> // Required for: sendfile(), the module into its memory file
-#include <sys/stat.h>     // Required for: stat(), the sources' and the program's times
-#include <sys/wait.h>     // Required for: WIFEXITED(), WEXITSTATUS()
-#include <unistd.h>       // Required for: read(), write(), lseek(), access(), ftruncate()
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <cerrno>      // Required for: errno
-#include <chrono>      // Required for: std::chrono::steady_clock
-#include <cstdio>      // Required for: snprintf()
-#include <cstdlib>     // Required for: getenv(), free()
-#include <cstring>     // Required for: memcpy(), strerror()
-#include <filesystem>  // Required for: the sources newer than the program
-#include <fstream>     // Required for: std::ifstream
-#include <regex>       // Required for: std::regex, the compiler's and CMake's error lines
-#include <sstream>     // Required for: std::istringstream
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
 
 #include "guard.h"
 #include "logger.h"

@@ -19,8 +19,8 @@
 
 #include <cstddef>
 #include <string>
-#include <type_traits>  // Required for: std::is_trivially_copyable, keep()'s constraint
-#include <typeinfo>     // Required for: typeid, a kept value's type
+#include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 #include "logger.h"

@@ -1,11 +1,11 @@
 // Logger: dated lines into the file named by LOGFILE, debug mode only.
 #include "logger.h"
 
-#include <cstdio>    // Required for: std::fflush()
-#include <cstdlib>   // Required for: std::_Exit()
-#include <ctime>     // Required for: time(), localtime(), strftime()
-#include <iostream>  // Required for: std::cerr, std::cout
-#include <mutex>     // Required for: std::recursive_mutex
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <iostream>
+#include <mutex>
 
 #include "config.h"
 

@@ -11,9 +11,9 @@
 // debug flag). Owns: the log file.
 #pragma once
 
-#include <fstream>  // Required for: std::ofstream
+#include <fstream>
 #include <string>
-#include <utility>  // Required for: std::move()
+#include <utility>
 
 class Logger {
 public:

@@ -1,8 +1,8 @@
 // Math: the comparisons come first, so an empty or inverted span never divides by zero.
 #include "math.h"
 
-#include <cmath>    // Required for: nextafterf()
-#include <cstdlib>  // Required for: rand()
+#include <cmath>
+#include <cstdlib>
 
 Math::Math() {}
 

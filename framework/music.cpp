@@ -7,13 +7,13 @@
 #define AL_ALEXT_PROTOTYPES
 #include "music.h"
 
-#include <AL/alext.h>  // Required for: alGetSourcei64vSOFT(), alcGetInteger64vSOFT(), alcDevicePauseSOFT(), alcResetDeviceSOFT(), AL_FORMAT_*_FLOAT32
-#include <fftw3.h>     // Required for: fftwf_plan_dft_r2c_1d(), fftwf_execute()
-#include <sndfile.h>   // Required for: sf_open(), sf_readf_float(), sf_seek()
-#include <unistd.h>    // Required for: usleep()
-#include <algorithm>   // Required for: std::min(), std::max(), std::fill()
-#include <chrono>      // Required for: std::chrono::steady_clock
-#include <cmath>       // Required for: std::floor(), std::fabs(), std::sqrt()
+#include <AL/alext.h>
+#include <fftw3.h>
+#include <sndfile.h>
+#include <unistd.h>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <vector>
 
 #include "audio.h"

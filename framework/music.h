@@ -8,7 +8,7 @@
 // Owns: the decoder, the source and its buffers, the clock, the analysis history.
 #pragma once
 
-#include <AL/al.h>  // Required for: ALuint
+#include <AL/al.h>
 #include <string>
 
 // The opened track: decoder, output queue, clock and analysis state, private to the music

@@ -1,11 +1,11 @@
 // OpenGL: context set-up on SDL 1.2 and GLEW.
 #include "opengl.h"
 
-#include <GL/glew.h>  // Required for: glewInit(), glewIsSupported(), GL entry points
-#include <SDL/SDL.h>  // Required for: SDL_GL_SetAttribute(), SDL_GL_SwapBuffers(), SDL_SaveBMP_RW()
-#include <cstring>    // Required for: memcpy()
-#include <iostream>   // Required for: std::cerr
-#include <sstream>    // Required for: the screenshot's file name
+#include <GL/glew.h>
+#include <SDL/SDL.h>
+#include <cstring>
+#include <iostream>
+#include <sstream>
 #include <vector>
 
 #include "camera.h"

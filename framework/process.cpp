@@ -3,15 +3,15 @@
 // only what is safe in a signal handler may run.
 #include "process.h"
 
-#include <fcntl.h>       // Required for: open()
-#include <poll.h>        // Required for: poll(), the watcher's wait
-#include <sys/prctl.h>   // Required for: prctl(), PR_SET_PDEATHSIG
-#include <sys/wait.h>    // Required for: waitid(), waitpid()
-#include <unistd.h>      // Required for: fork(), execvp(), pipe2(), dup2(), close_range()
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <cerrno>   // Required for: errno
-#include <cstring>  // Required for: strerror(), strsignal(), sigabbrev_np()
-#include <ctime>    // Required for: nanosleep(), clock_gettime()
+#include <cerrno>
+#include <cstring>
+#include <ctime>
 
 extern char** environ;
 

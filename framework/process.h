@@ -10,9 +10,9 @@
 // Depends on: POSIX (fork, exec, waitid, kill, pipes). Owns: the child, its watcher and the pipe.
 #pragma once
 
-#include <sys/types.h>  // Required for: pid_t
+#include <sys/types.h>
 
-#include <csignal>  // Required for: SIGKILL
+#include <csignal>
 #include <functional>
 #include <string>
 #include <utility>

@@ -8,10 +8,10 @@ extern "C" {
 #include <lualib.h>
 }
 
-#include <cerrno>   // Required for: errno
-#include <csignal>  // Required for: sigaction(), SIGTERM, SIGINT
-#include <cstdlib>  // Required for: realloc(), free()
-#include <cstring>  // Required for: strerror()
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
 
 #include "demo.h"
 #include "logger.h"

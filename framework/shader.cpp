@@ -2,9 +2,9 @@
 // left incomplete on purpose, and says so in the log).
 #include "shader.h"
 
-#include <GL/glew.h>  // Required for: the GL 2.0 and ARB shader entry points
-#include <cstring>    // Required for: memcpy(), strlen()
-#include <iostream>   // Required for: std::cerr
+#include <GL/glew.h>
+#include <cstring>
+#include <iostream>
 
 #include "logger.h"
 #include "utils.h"

@@ -2,7 +2,7 @@
 // lists in step by naming.
 #include "shadermanager.h"
 
-#include <algorithm>  // Required for: std::sort()
+#include <algorithm>
 #include <vector>
 
 #include "loader.h"

@@ -3,24 +3,24 @@
 // The track files hold the same keys little-endian, 9 bytes each after their count.
 #include "synctracks.h"
 
-#include <netdb.h>        // Required for: getaddrinfo(), getnameinfo(), gai_strerror()
-#include <netinet/in.h>   // Required for: IPPROTO_TCP
-#include <netinet/tcp.h>  // Required for: TCP_NODELAY
-#include <poll.h>         // Required for: poll()
-#include <sys/socket.h>   // Required for: socket(), connect(), send(), recv()
-#include <sys/stat.h>     // Required for: stat(), umask(), fchmod()
-#include <unistd.h>       // Required for: close(), write(), unlink()
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <algorithm>   // Required for: std::upper_bound(), std::lower_bound(), std::min()
-#include <cerrno>      // Required for: errno
-#include <climits>     // Required for: PATH_MAX
-#include <cmath>       // Required for: std::floor(), std::ceil(), std::isfinite()
-#include <cstdint>     // Required for: uint32_t
-#include <cstdio>      // Required for: snprintf(), rename()
-#include <cstdlib>     // Required for: strtod(), strtol(), mkstemp(), realpath()
-#include <cstring>     // Required for: memcpy(), memcmp(), memmove(), strerror()
-#include <filesystem>  // Required for: std::filesystem::create_directories()
-#include <sstream>     // Required for: std::ostringstream
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <sstream>
 
 #include "music.h"
 #include "script.h"

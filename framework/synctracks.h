@@ -14,7 +14,7 @@
 // connection to the editor.
 #pragma once
 
-#include <cstddef>  // Required for: size_t
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>

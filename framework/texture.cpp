@@ -1,7 +1,7 @@
 // Texture: linear filtering, no mipmaps, GL's default wrap. GL names are never deleted.
 #include "texture.h"
 
-#include <GL/glew.h>  // Required for: glActiveTexture()
+#include <GL/glew.h>
 
 Texture::Texture() : id(static_cast<unsigned int>(-1)), used(false) {}
 

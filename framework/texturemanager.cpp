@@ -2,7 +2,7 @@
 // for each; pixel memory goes right after upload.
 #include "texturemanager.h"
 
-#include <GL/glew.h>  // Required for: glActiveTexture(), GL_TEXTURE0
+#include <GL/glew.h>
 #include <sstream>
 #include <vector>
 

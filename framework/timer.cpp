@@ -1,8 +1,8 @@
 // Timer: forwards to the music and splits its position into minutes, seconds and hundredths.
 #include "timer.h"
 
-#include <ctime>     // Required for: clock()
-#include <iostream>  // Required for: std::cout
+#include <ctime>
+#include <iostream>
 
 #include "config.h"
 #include "fps.h"

@@ -3,15 +3,15 @@
 // before a byte is read, so a pipe or a device under data/ is refused rather than waited on.
 #include "utils.h"
 
-#include <boost/filesystem.hpp>  // Required for: recursive_directory_iterator, extension()
-#include <algorithm>             // Required for: std::clamp()
-#include <cerrno>                // Required for: errno
-#include <climits>               // Required for: INT_MIN, INT_MAX
-#include <cstdlib>               // Required for: strtol()
-#include <cstring>               // Required for: strerror()
-#include <fcntl.h>               // Required for: open(), O_NONBLOCK
-#include <sys/stat.h>            // Required for: fstat(), S_ISREG
-#include <unistd.h>              // Required for: read(), close()
+#include <boost/filesystem.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "logger.h"
 

@@ -2,14 +2,14 @@
 // debug mode it never starts, so a showing cannot change.
 #include "watcher.h"
 
-#include <cerrno>    // Required for: errno
-#include <climits>   // Required for: PATH_MAX
-#include <cstdlib>   // Required for: realpath()
-#include <cstring>   // Required for: strerror()
-#include <dirent.h>  // Required for: opendir(), readdir()
-#include <sys/inotify.h>  // Required for: inotify_init1(), inotify_add_watch(), inotify_event
-#include <sys/stat.h>     // Required for: lstat(), S_ISLNK, S_ISREG
-#include <unistd.h>       // Required for: read(), close(), getcwd()
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include "livecode.h"

@@ -2,7 +2,7 @@
 // resizable 800 x 600 window, whatever the configuration says.
 #include "window.h"
 
-#include <cstdlib>  // Required for: putenv(), setenv()
+#include <cstdlib>
 
 #include "config.h"
 #include "joystick.h"

@@ -5,7 +5,7 @@
 //  Joystick at start-up.
 #pragma once
 
-#include <SDL/SDL.h>  // Required for: SDL_Surface, Uint32
+#include <SDL/SDL.h>
 #include <string>
 
 class Window {

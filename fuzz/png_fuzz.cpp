@@ -2,8 +2,8 @@
 // stream after its signature, so the loader always gets past the signature test (a file
 // without one ends the program by design); chunk checksums are recomputed first, or nearly
 // every mutation would stop at libpng's CRC check instead of reaching the decoder.
-#include <GL/gl.h>  // Required for: GL_LUMINANCE ... GL_RGBA
-#include <zlib.h>   // Required for: crc32()
+#include <GL/gl.h>
+#include <zlib.h>
 
 #include <cstdint>
 #include <cstdio>

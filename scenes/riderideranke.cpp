@@ -3,7 +3,7 @@
 #include "scenes/riderideranke.h"
 
 #include <GL/gl.h>
-#include <cmath>  // Required for: sin()
+#include <cmath>
 
 #include "framework/camera.h"
 #include "framework/effects.h"

@@ -4,8 +4,8 @@
 #include "scenes/solardistrict.h"
 
 #include <GL/gl.h>
-#include <GL/glu.h>  // Required for: gluLookAt(), gluSphere()
-#include <cmath>     // Required for: sin()
+#include <GL/glu.h>
+#include <cmath>
 
 #include "framework/camera.h"
 #include "framework/livecode.h"

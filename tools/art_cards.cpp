@@ -3,7 +3,7 @@
 #include "draw.h"
 #include "pictures.h"
 
-#include <cmath>  // Required for: cos(), sin(), M_PI
+#include <cmath>
 
 namespace {
 

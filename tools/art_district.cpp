@@ -12,8 +12,8 @@
 #include "pictures.h"
 #include "rng.h"
 
-#include <algorithm>  // Required for: std::min()
-#include <cmath>      // Required for: M_PI
+#include <algorithm>
+#include <cmath>
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "pictures.h"
 #include "rng.h"
 
-#include <cmath>  // Required for: M_PI
+#include <cmath>
 
 namespace {
 

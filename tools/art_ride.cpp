@@ -6,7 +6,7 @@
 #include "pictures.h"
 #include "rng.h"
 
-#include <cmath>  // Required for: cos(), sin(), M_PI
+#include <cmath>
 
 namespace {
 

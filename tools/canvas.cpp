@@ -3,7 +3,7 @@
 
 #include "fail.h"
 
-#include <cairo-ft.h>  // Required for: cairo_ft_font_face_create_for_ft_face()
+#include <cairo-ft.h>
 #include <ft2build.h>
 #include FT_FREETYPE_H
 

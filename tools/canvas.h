@@ -3,8 +3,8 @@
 // text does not depend on the machine's font configuration).
 #pragma once
 
-#include <cairo.h>  // Required for: cairo_t, cairo_surface_t, cairo_font_face_t
-#include <cstdint>  // Required for: uint8_t
+#include <cairo.h>
+#include <cstdint>
 #include <vector>
 
 enum class Font { Sans, SansBold, SerifBold };

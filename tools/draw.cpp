@@ -3,8 +3,8 @@
 
 #include "rng.h"
 
-#include <algorithm>  // Required for: std::clamp(), std::min()
-#include <cmath>      // Required for: sin(), floor(), hypot(), M_PI
+#include <algorithm>
+#include <cmath>
 
 void setColour(cairo_t* cr, uint32_t rgb, double alpha)
 {

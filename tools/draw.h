@@ -4,8 +4,8 @@
 
 #include "canvas.h"
 
-#include <cstdint>     // Required for: uint32_t
-#include <functional>  // Required for: std::function
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 

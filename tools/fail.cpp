@@ -1,8 +1,8 @@
 // Fatal errors of the content generator.
 #include "fail.h"
 
-#include <cstdio>   // Required for: fprintf()
-#include <cstdlib>  // Required for: exit()
+#include <cstdio>
+#include <cstdlib>
 
 void fail(const std::string& message)
 {

@@ -11,11 +11,11 @@
 #include "sheet.h"
 #include "soundtrack.h"
 
-#include <sys/stat.h>  // Required for: mkdir()
-#include <unistd.h>    // Required for: getpid()
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>      // Required for: rename(), printf()
+#include <cstdio>
 #include <cstring>
 #include <string>
 

@@ -2,8 +2,8 @@
 // without delaying the sound and the hits stay exactly on their times.
 #include "master.h"
 
-#include <algorithm>  // Required for: std::max(), std::min()
-#include <cmath>      // Required for: tan(), sin(), cos(), pow(), log10(), exp(), M_PI
+#include <algorithm>
+#include <cmath>
 #include <deque>
 
 namespace {

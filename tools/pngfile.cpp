@@ -4,8 +4,8 @@
 
 #include "fail.h"
 
-#include <png.h>    // Required for: png_create_write_struct(), png_write_image()
-#include <cstdio>   // Required for: fopen(), fclose()
+#include <png.h>
+#include <cstdio>
 
 void writePng(const std::string& path, int width, int height, const std::vector<uint8_t>& rgba)
 {

@@ -1,7 +1,7 @@
 // Writing 8-bit RGBA PNG files byte-for-byte reproducibly.
 #pragma once
 
-#include <cstdint>  // Required for: uint8_t
+#include <cstdint>
 #include <string>
 #include <vector>
 

@@ -3,7 +3,7 @@
 // number, so the output is the same on every run and every machine.
 #pragma once
 
-#include <cstdint>  // Required for: uint64_t
+#include <cstdint>
 
 class Rng {
 public:

@@ -9,7 +9,7 @@
 //   61-69  outro: pad and arpeggio thinning out, fading before the end
 #include "score.h"
 
-#include <cstdlib>  // Required for: strtod()
+#include <cstdlib>
 #include <map>
 #include <sstream>
 #include <string>

@@ -6,7 +6,7 @@
 #include "draw.h"
 #include "pngfile.h"
 
-#include <algorithm>  // Required for: std::min()
+#include <algorithm>
 
 namespace {
 

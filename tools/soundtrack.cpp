@@ -7,11 +7,11 @@
 #include "master.h"
 #include "score.h"
 
-#include <vorbis/vorbisenc.h>  // Required for: vorbis_encode_init_vbr(), vorbis_analysis()
+#include <vorbis/vorbisenc.h>
 
-#include <algorithm>  // Required for: std::min(), std::copy_n()
-#include <cmath>      // Required for: cos(), M_PI
-#include <cstdio>     // Required for: fopen(), fwrite()
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
 
 namespace {
 

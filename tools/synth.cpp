@@ -4,8 +4,8 @@
 
 #include "rng.h"
 
-#include <algorithm>  // Required for: std::min(), std::max()
-#include <cmath>      // Required for: sin(), exp(), tan(), pow(), M_PI
+#include <algorithm>
+#include <cmath>
 
 namespace {
 

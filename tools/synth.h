@@ -2,8 +2,8 @@
 // filtered noise and envelopes; nothing is sampled.
 #pragma once
 
-#include <cstddef>  // Required for: size_t
-#include <cstdint>  // Required for: uint64_t
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 constexpr int sampleRate = 44100;

@@ -4,7 +4,7 @@
 // of every colour type and the texture memory the upload reports.
 #include <gtest/gtest.h>
 
-#include <unistd.h>  // Required for: optind
+#include <unistd.h>
 
 #include <algorithm>
 #include <climits>

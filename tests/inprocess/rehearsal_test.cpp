@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <GL/gl.h>
-#include <unistd.h>  // Required for: chdir(), getcwd(), mkfifo()
+#include <unistd.h>
 
 #include <filesystem>
 

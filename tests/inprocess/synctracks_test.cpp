@@ -5,7 +5,7 @@
 // of tests/data/bad-input.table.
 #include <gtest/gtest.h>
 
-#include <unistd.h>  // Required for: chdir()
+#include <unistd.h>
 
 #include <filesystem>
 #include <memory>

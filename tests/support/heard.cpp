@@ -2,11 +2,11 @@
 // a thread of its own while the player runs, and the recording found again in the track.
 #include "tests/support/heard.h"
 
-#include <pulse/simple.h>  // Required for: pa_simple_new(), pa_simple_read()
-#include <sndfile.h>       // Required for: SF_FORMAT_WAV, SF_FORMAT_FLOAT
-#include <stdlib.h>        // Required for: mkdtemp()
-#include <sys/resource.h>  // Required for: getpriority(), setpriority()
-#include <sys/wait.h>      // Required for: WEXITSTATUS()
+#include <pulse/simple.h>
+#include <sndfile.h>
+#include <stdlib.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <atomic>

@@ -1,7 +1,7 @@
 // Measuring: the steady clock and getrusage.
 #include "tests/support/measure.h"
 
-#include <sys/resource.h>  // Required for: getrusage()
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>

@@ -5,7 +5,7 @@
 // Depends on: FFTW 3 (fftw3f) for the search over a whole track.
 #pragma once
 
-#include <fftw3.h>  // Required for: fftwf_plan, fftwf_complex
+#include <fftw3.h>
 
 #include <vector>
 

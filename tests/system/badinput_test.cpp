@@ -3,7 +3,7 @@
 // may end on a signal or fail to end in time.
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>  // Required for: mkfifo()
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <regex>

@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>  // Required for: mkfifo()
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <functional>
