@@ -122,6 +122,12 @@ Ended Program::wait(double seconds)
     return ended;
 }
 
+Ended Program::quit()
+{
+    key("Escape");
+    return wait();
+}
+
 void Program::send(int signal)
 {
     if (process.running()) kill(process.id(), signal);
@@ -159,6 +165,11 @@ std::string Program::window()
 
 std::string Program::title() { return xdotool("getwindowname " + window()); }
 
+bool Program::waitForTitle(const std::string& text, double seconds)
+{
+    return waitFor(seconds, [&] { return title().find(text) != std::string::npos; });
+}
+
 fixture::Rgba Program::centre()
 {
     if (!x) {
@@ -174,6 +185,31 @@ fixture::Rgba Program::centre()
     unsigned long pixel = XGetPixel(image, 0, 0);
     XDestroyImage(image);
     return {static_cast<uint8_t>(pixel >> 16), static_cast<uint8_t>(pixel >> 8), static_cast<uint8_t>(pixel), 255};
+}
+
+bool Program::waitForStatusAlone(double seconds)
+{
+    return waitFor(seconds, [&] {
+        std::string shown = title();
+        size_t rate = shown.find(" - FPS: ");
+        return rate != std::string::npos && shown.find(" - ", rate + 3) == std::string::npos;
+    });
+}
+
+bool Program::shows(const std::string& shades, double seconds)
+{
+    return waitFor(seconds, [&] { return shades.find(shade(centre())) != std::string::npos; });
+}
+
+char shade(fixture::Rgba seen)
+{
+    auto high = [](int level) { return level > 150; };
+    auto low = [](int level) { return level < 80; };
+    if (high(seen.r) && seen.r == seen.g && seen.g == seen.b) return 'w';
+    if (high(seen.r) && low(seen.g) && low(seen.b)) return 'r';
+    if (low(seen.r) && high(seen.g) && low(seen.b)) return 'g';
+    if (low(seen.r) && low(seen.g) && seen.b > 100) return 'b';
+    return '?';
 }
 
 // Keys go to the focused window (XTEST): SDL ignores events sent to a window directly.
@@ -199,13 +235,6 @@ int occurrences(const std::string& text, const std::string& needle)
     int found = 0;
     for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) found++;
     return found;
-}
-
-Ended run(const fixture::Directory& directory, std::vector<std::string> arguments, double seconds)
-{
-    Program program(directory, std::move(arguments));
-    program.start();
-    return program.wait(seconds);
 }
 
 std::vector<std::string> lines(const std::string& text)
