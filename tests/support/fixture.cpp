@@ -38,20 +38,13 @@ void writePng(const std::string& path, const PngPicture& picture)
             colours.push_back({picture.palette[i], picture.palette[i + 1], picture.palette[i + 2]});
         png_set_PLTE(png, info, colours.data(), static_cast<int>(colours.size()));
     }
-    if (!picture.trns.empty()) {
-        if (picture.colorType == PNG_COLOR_TYPE_PALETTE) {
-            png_set_tRNS(png, info, picture.trns.data(), static_cast<int>(picture.trns.size()), nullptr);
-        } else {
-            // Grey or RGB: one 16-bit sample per channel, big-endian as stored in the file.
-            png_color_16 key = {};
-            key.gray = static_cast<png_uint_16>(picture.trns[0] << 8 | picture.trns[1]);
-            if (picture.trns.size() >= 6) {
-                key.red = static_cast<png_uint_16>(picture.trns[0] << 8 | picture.trns[1]);
-                key.green = static_cast<png_uint_16>(picture.trns[2] << 8 | picture.trns[3]);
-                key.blue = static_cast<png_uint_16>(picture.trns[4] << 8 | picture.trns[5]);
-            }
-            png_set_tRNS(png, info, nullptr, 0, &key);
-        }
+    if (!picture.trns.empty() && picture.colorType == PNG_COLOR_TYPE_PALETTE) {
+        png_set_tRNS(png, info, picture.trns.data(), static_cast<int>(picture.trns.size()), nullptr);
+    } else if (!picture.trns.empty()) {
+        png_color_16 key = {};
+        key.gray = key.red = picture.trns[0];
+        if (picture.trns.size() == 3) key.green = picture.trns[1], key.blue = picture.trns[2];
+        png_set_tRNS(png, info, nullptr, 0, &key);
     }
     png_write_info(png, info);
     std::vector<png_bytep> rows;
@@ -124,17 +117,15 @@ void writeFile(const std::string& path, const std::string& text)
     out << text;
 }
 
-std::map<std::string, std::string> defaultConfig()
+std::string configText(const std::map<std::string, std::string>& changes)
 {
-    return {{"DEBUG", "true"},      {"LOGFILE", "\"demo.log\""}, {"TITLE", "\"Fixture Demo\""},
-            {"VERSION", "\"1.0\""}, {"WIDTH", "800"},            {"HEIGHT", "600"},
-            {"BPP", "0"},           {"FSAA", "0"},               {"ASPECTRATIO", "\"4:3\""},
-            {"FULLSCREEN", "false"}, {"VSYNC", "false"},         {"AUDIO", "\"nosound\""},
-            {"MUSIC", "\"long.wav\""}};
-}
-
-std::string configText(const std::map<std::string, std::string>& settings)
-{
+    std::map<std::string, std::string> settings = {
+        {"DEBUG", "true"},       {"LOGFILE", "\"demo.log\""}, {"TITLE", "\"Fixture Demo\""},
+        {"VERSION", "\"1.0\""},  {"WIDTH", "800"},            {"HEIGHT", "600"},
+        {"BPP", "0"},            {"FSAA", "0"},               {"ASPECTRATIO", "\"4:3\""},
+        {"FULLSCREEN", "false"}, {"VSYNC", "false"},          {"AUDIO", "\"nosound\""},
+        {"MUSIC", "\"long.wav\""}};
+    for (const auto& [key, value] : changes) settings[key] = value;
     std::string text;
     for (const auto& [key, value] : settings)
         if (!value.empty()) text += key + " = " + value + "\n";
@@ -176,7 +167,7 @@ static const char* const baseSchedule =
     "addSceneToTimeline(\"greets\", 100000, 122000)\n"
     "addSceneToTimeline(\"credits\", 122000, 150000)\n";
 
-void writeBase(const std::string& root)
+void writeBase(const std::string& root, const std::map<std::string, std::string>& changes)
 {
     std::string data = root + "/data/";
     fs::create_directories(data + "textures");
@@ -194,18 +185,16 @@ void writeBase(const std::string& root)
     writeFile(data + "shaders/plain.frag", fragmentShader);
     writeTrack(data + "audio/short.wav", 1.0, 22050, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     writeTrack(data + "audio/long.wav", 150.0, 22050, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-    writeFile(data + "config.lua", configText(defaultConfig()));
+    writeFile(data + "config.lua", configText(changes));
     writeFile(data + "demo.lua", baseSchedule);
 }
-
-std::string baseFixture() { return FIXTURE_DIR; }
 
 Directory::Directory()
 {
     char pattern[] = "/tmp/demotest-XXXXXX";
     if (!mkdtemp(pattern)) throw std::runtime_error("mkdtemp failed");
     root = pattern;
-    fs::copy(baseFixture() + "/data", root + "/data", fs::copy_options::recursive);
+    fs::copy(FIXTURE_DIR "/data", root + "/data", fs::copy_options::recursive);
 }
 
 Directory::~Directory()
@@ -222,9 +211,7 @@ void Directory::remove(const std::string& relative) const { fs::remove_all(file(
 
 void Directory::config(const std::map<std::string, std::string>& changes) const
 {
-    std::map<std::string, std::string> settings = defaultConfig();
-    for (const auto& [key, value] : changes) settings[key] = value;
-    write("data/config.lua", configText(settings));
+    write("data/config.lua", configText(changes));
 }
 
 void Directory::schedule(const std::string& lua) const { write("data/demo.lua", lua); }
