@@ -183,7 +183,8 @@ void writeBase(const std::string& root, const std::map<std::string, std::string>
                  [](int, int y) { return y < 1024 ? Rgba{255, 255, 255, 255} : Rgba{0, 0, 128, 255}; });
     writeFile(data + "shaders/plain.vert", vertexShader);
     writeFile(data + "shaders/plain.frag", fragmentShader);
-    writeTrack(data + "audio/short.wav", 1.0, 22050, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    // A fifth of a second of music after the end margin: a bad input that plays ends by itself
+    writeTrack(data + "audio/short.wav", 0.3, 22050, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     writeTrack(data + "audio/long.wav", 150.0, 22050, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     writeFile(data + "config.lua", configText(changes));
     writeFile(data + "demo.lua", baseSchedule);
