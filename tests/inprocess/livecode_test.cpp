@@ -110,4 +110,27 @@ TEST(Livecode, AKeptValueWhoseTypeChangedStartsOver)
     EXPECT_EQ(turning, 2.5f);
 }
 
+// Without a build directory, its compiler or CMake, one line says so, and saves build nothing.
+TEST(Livecode, WithoutABuildACompilerOrCMakeItSaysSoOnceAndBuildsNothing)
+{
+    fixture::Directory scratch;
+    const std::string nowhere = scratch.file("nowhere");
+    scratch.write("stale/CMakeCache.txt", "CMAKE_CXX_COMPILER:FILEPATH=" + nowhere + "/c++\n");
+    const std::tuple<const char*, std::string, std::string> cases[] = {
+        {"DEMO_SCENES_BUILD", nowhere, "No build directory at " + nowhere},
+        {"DEMO_SCENES_BUILD", scratch.file("stale"), "No compiler at " + nowhere + "/c++"},
+        {"PATH", nowhere, "No cmake on the PATH"}};
+    for (const auto& [variable, value, said] : cases) {
+        const std::string kept = getenv(variable) ? getenv(variable) : "";
+        setenv(variable, value.c_str(), 1);
+        drawing::LogCapture log;
+        Livecode unbuilt;
+        unbuilt.start();
+        unbuilt.rebuild("scenes/credits.cpp");
+        EXPECT_EQ(log.lines(), std::vector<std::string>{"Livecode: " + said + ", saved scenes are not rebuilt"});
+        if (kept.empty()) unsetenv(variable);
+        else setenv(variable, kept.c_str(), 1);
+    }
+}
+
 }  // namespace

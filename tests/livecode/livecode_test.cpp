@@ -111,32 +111,6 @@ TEST_F(Rehearsal, SavedSceneShowsAndACompileErrorKeepsTheOldOneUntilFixed)
     EXPECT_EQ(demo.quit().status, 0);
 }
 
-// Without a build directory, its compiler or CMake, one line says so and the show goes on.
-TEST_F(Rehearsal, WithoutABuildACompilerOrCMakeItSaysSoOnceAndPlays)
-{
-    std::string nowhere = directory.file("nowhere");
-    directory.write("stale/CMakeCache.txt", "CMAKE_CXX_COMPILER:FILEPATH=" + nowhere + "/c++\n");
-    const std::vector<std::tuple<std::string, std::string, std::string>> cases = {
-        {"DEMO_SCENES_BUILD", nowhere, "Livecode: No build directory at " + nowhere + ", saved scenes are not rebuilt"},
-        {"DEMO_SCENES_BUILD", directory.file("stale"),
-         "Livecode: No compiler at " + nowhere + "/c++, saved scenes are not rebuilt"},
-        {"PATH", nowhere, "Livecode: No cmake on the PATH, saved scenes are not rebuilt"}};
-    for (const auto& [variable, value, said] : cases) {
-        Directory run;  // a log of its own
-        run.schedule("addSceneToTimeline(\"credits\", 0, 150000)\n");
-        Program demo(run);
-        demo.environment("DEMO_SCENES", sources);
-        demo.environment(variable, value);
-        demo.start();
-        ASSERT_TRUE(demo.waitForLog(said + "\n", 20)) << said;
-        save(scroll, red);
-        EXPECT_FALSE(demo.shows("r", 2)) << said;
-        EXPECT_EQ(demo.quit().status, 0) << said;
-        EXPECT_EQ(program::occurrences(demo.log(), "Livecode: "), 1) << said;
-        fixture::writeFile(credits, original);
-    }
-}
-
 // Every kind of fault a rebuilt scene can commit, each planted in turn in a module built once
 // (faulty_credits.cpp). After each the scenes before it (the last good module, drawing red) play
 // on, the title names the fault, and the save after it takes effect: the rows alternate, so that
