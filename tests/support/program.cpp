@@ -42,12 +42,7 @@ Display::Display()
                                 quiet);
     close(channel[1]);
     char number[32] = {0};
-    ssize_t got = 0;
-    waitFor(10, [&] {
-        ssize_t n = read(channel[0], number + got, sizeof(number) - 1 - got);
-        if (n > 0) got += n;
-        return n == 0 || (got > 0 && number[got - 1] == '\n');
-    });
+    ssize_t got = read(channel[0], number, sizeof(number) - 1);  // once it listens, or nothing when it ends
     close(channel[0]);
     if (!started.ok() || got <= 0) throw std::runtime_error("Xvfb did not start: " + started.reason());
     display = ":" + std::string(number, strcspn(number, "\n"));
@@ -114,12 +109,7 @@ Ended Program::wait(double seconds)
         process.wait(5);
     }
     int status = process.status();
-    Ended ended;
-    ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    ended.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    ended.out = out();
-    ended.err = err();
-    return ended;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0, out(), err()};
 }
 
 Ended Program::quit()

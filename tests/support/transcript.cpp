@@ -17,6 +17,7 @@ struct Line {
 
 struct Expected {
     std::vector<std::string> steps;  // in file order, stdout and status excluded
+    std::vector<size_t> through;     // for each step, the log lines expected by its end
     std::vector<Line> log, out, status;
 };
 
@@ -30,40 +31,17 @@ Expected readExpected(const std::string& path)
         if (text.rfind("#", 0) == 0) continue;
         if (text.rfind("== ", 0) == 0) {
             step = text.substr(3);
-            if (step != "stdout" && step != "status") expected.steps.push_back(step);
+            if (step == "stdout" || step == "status") continue;
+            expected.steps.push_back(step);
+            expected.through.push_back(expected.through.empty() ? 0 : expected.through.back());
             continue;
         }
         std::vector<Line>& into = step == "stdout" ? expected.out : step == "status" ? expected.status : expected.log;
         into.push_back({text, step, number});
+        if (&into == &expected.log && text != "...") expected.through.back()++;
     }
     return expected;
 }
-
-// Log lines the file expects up to the end of `step`
-size_t linesThrough(const Expected& expected, const std::string& step)
-{
-    size_t count = 0;
-    for (const Line& line : expected.log)
-        if (line.text != "..." && std::find(expected.steps.begin(), expected.steps.end(), line.step) <=
-            std::find(expected.steps.begin(), expected.steps.end(), step))
-            count++;
-    return count;
-}
-
-}  // namespace
-
-bool matches(const std::string& pattern, const std::string& text)
-{
-    size_t star = pattern.find('*');
-    if (star == std::string::npos) return pattern == text;
-    if (text.compare(0, star, pattern, 0, star) != 0) return false;
-    std::string rest = pattern.substr(star + 1);
-    for (size_t from = star; from <= text.size(); from++)
-        if (matches(rest, text.substr(from))) return true;
-    return false;
-}
-
-namespace {
 
 // Reports the first difference between the expected lines and the actual ones. A "..." line
 // passes over actual lines up to the first that matches the expected line after it.
@@ -81,9 +59,9 @@ void compare(const std::string& file, const std::vector<Line>& expected, const s
             at++;
             continue;
         }
-        std::string where = "after the last expected line of " + file;
-        if (i < expected.size())
-            where = "step \"" + expected[i].step + "\", " + file + ":" + std::to_string(expected[i].number);
+        std::string where = i < expected.size()
+                                ? "step \"" + expected[i].step + "\", " + file + ":" + std::to_string(expected[i].number)
+                                : "after the last expected line of " + file;
         ADD_FAILURE() << what << " differs at " << where
                       << "\n  expected: " << (i < expected.size() ? expected[i].text : "(nothing more)")
                       << "\n  actual:   " << (at < actual.size() ? actual[at] : "(nothing more)");
@@ -92,6 +70,17 @@ void compare(const std::string& file, const std::vector<Line>& expected, const s
 }
 
 }  // namespace
+
+bool matches(const std::string& pattern, const std::string& text)
+{
+    size_t star = pattern.find('*');
+    if (star == std::string::npos) return pattern == text;
+    if (text.compare(0, star, pattern, 0, star) != 0) return false;
+    std::string rest = pattern.substr(star + 1);
+    for (size_t from = star; from <= text.size(); from++)
+        if (matches(rest, text.substr(from))) return true;
+    return false;
+}
 
 std::string dataFile(const std::string& name) { return std::string(TEST_DATA_DIR) + "/" + name; }
 
@@ -105,13 +94,12 @@ void check(const fixture::Directory& directory, const std::string& expectedName,
 
     program::Program demo(directory, arguments);
     demo.start();
-    for (const Step& step : steps) {
-        if (!step.action.empty()) {
-            demo.window();  // focused, so keys reach it
-            demo.xdotool(step.action);
+    for (size_t i = 0; i < steps.size(); i++) {
+        if (!steps[i].action.empty()) {
+            demo.window();  // found and focused, so that keys reach it
+            demo.xdotool(steps[i].action);
         }
-        size_t wanted = linesThrough(expected, step.name);
-        program::waitFor(15, [&] { return program::logLines(demo.log()).size() >= wanted; });
+        program::waitFor(15, [&] { return program::logLines(demo.log()).size() >= expected.through[i]; });
     }
     program::Ended result = demo.wait();
     compare(expectedName, expected.log, program::logLines(demo.log()), "The log");
