@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <vector>
 
 #include "framework/arguments.h"
 #include "framework/audio.h"
@@ -26,8 +25,6 @@
 #include "tests/support/drawing.h"
 #include "tests/support/idlescene.h"
 #include "tests/support/program.h"
-
-using drawing::integer;
 
 namespace {
 
@@ -52,8 +49,7 @@ TEST(Director, DrawsEachEntryFromItsStartUntilJustBeforeItsEnd)
         early->drawn = late->drawn = 0;
         drawing::at(ms);
         demo.draw();
-        EXPECT_EQ(early->drawn, earlyDrawn) << "at " << ms;
-        EXPECT_EQ(late->drawn, lateDrawn) << "at " << ms;
+        EXPECT_EQ(std::pair(early->drawn, late->drawn), std::pair(earlyDrawn, lateDrawn)) << "at " << ms;
     }
     timeLine.entries.clear();
 }
@@ -95,13 +91,11 @@ TEST(Viewport, ZoomKeysScaleTheFlatViewingVolumeByThreeQuartersAndByFourThirds)
 
 TEST(Clock, StatusTimeTruncatesToMinutesSecondsAndHundredths)
 {
-    const std::tuple<int, double, double, double> times[] = {
-        {0, 0, 0, 0}, {1009, 0, 1, 0}, {59999, 0, 59, 99}, {61010, 1, 1, 1}, {149990, 2, 29, 99}};
-    for (const auto& [ms, minute, second, hundredth] : times) {
+    const std::pair<int, std::array<double, 3>> times[] = {
+        {0, {0, 0, 0}}, {1009, {0, 1, 0}}, {59999, {0, 59, 99}}, {61010, {1, 1, 1}}, {149990, {2, 29, 99}}};
+    for (const auto& [ms, split] : times) {
         drawing::at(ms);
-        EXPECT_EQ(timer.getPositionMinute(), minute) << ms;
-        EXPECT_EQ(timer.getPositionSecond(), second) << ms;
-        EXPECT_EQ(timer.getPositionMS(), hundredth) << ms;
+        EXPECT_EQ((std::array{timer.getPositionMinute(), timer.getPositionSecond(), timer.getPositionMS()}), split) << ms;
     }
 }
 
@@ -147,17 +141,14 @@ TEST(CommandLine, SizesAreTakenAsTheirLeadingDigitsAndSwitchesTurnOn)
     const char* words[] = {"demo", "-x", "abc", "-y", "-3", "stray", "-d", "-f"};
     optind = 1;
     arguments.get(8, const_cast<char**>(words));
-    EXPECT_EQ(Config::width, 0);
-    EXPECT_EQ(Config::height, -3);
-    EXPECT_TRUE(Config::debug);
-    EXPECT_TRUE(Config::fullscreen);
+    EXPECT_EQ(std::pair(Config::width, Config::height), std::pair(0, -3));
+    EXPECT_TRUE(Config::debug && Config::fullscreen);
 
     const char* beyond[] = {"demo", "-x", "3000000000", "-y", "-4294967297", "-b", "99999999999999999999"};
     optind = 1;
     arguments.get(7, const_cast<char**>(beyond));
-    EXPECT_EQ(Config::width, INT_MAX) << "clamped, not wrapped";
-    EXPECT_EQ(Config::height, INT_MIN);
-    EXPECT_EQ(Config::bpp, INT_MAX);
+    EXPECT_EQ(std::tuple(Config::width, Config::height, Config::bpp), std::tuple(INT_MAX, INT_MIN, INT_MAX))
+        << "clamped, not wrapped";
     Config::width = width, Config::height = height, Config::bpp = bpp, Config::debug = debug,
     Config::fullscreen = fullscreen;
 }
