@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <GL/gl.h>
-#include <unistd.h>  // Required for: chdir(), getcwd(), mkfifo()
+#include <sys/stat.h>  // Required for: mkfifo()
 
 #include <filesystem>
 
@@ -22,26 +22,23 @@
 
 namespace fs = std::filesystem;
 
+using drawing::Burst;
+using drawing::settled;
+
 namespace {
 
-using Burst = std::map<Signal, std::string>;
-
-// Runs the case in a fresh copy of the fixture, where data/ may be written at will.
-class InACopy : public testing::Test {
+// With the show loaded, and the stage's hook let go after each case
+class InACopy : public drawing::InACopy {
 protected:
     static void SetUpTestSuite()
     {
         if (demo.scenes.empty()) loadShow();
     }
-    void SetUp() override { ASSERT_EQ(chdir(copy.path().c_str()), 0); }
     void TearDown() override
     {
         stage.between = nullptr;
-        ASSERT_EQ(chdir(home.c_str()), 0);
+        drawing::InACopy::TearDown();
     }
-
-    const std::string home = fs::current_path();
-    fixture::Directory copy;
 };
 
 using WatchedSaves = InACopy;
@@ -67,11 +64,9 @@ TEST_F(WatchedSaves, ABurstIsHandedOverAQuarterSecondAfterItsLastChangeUnderItsF
     EXPECT_EQ(watcher.update(9000), Burst{}) << "handed over once";
 
     copy.remove("data/textures/new.png");
-    watcher.update(10000);
-    EXPECT_EQ(watcher.update(10250), (Burst{{Signal::Data, "data/textures/new.png"}})) << "a removal";
+    EXPECT_EQ(settled(watcher, 10000), (Burst{{Signal::Data, "data/textures/new.png"}})) << "a removal";
     ASSERT_EQ(mkfifo(copy.file("data/textures/pipe.png").c_str(), 0644), 0);
-    watcher.update(11000);
-    EXPECT_EQ(watcher.update(11250), (Burst{{Signal::Data, "data/textures/pipe.png"}})) << "nothing more to come";
+    EXPECT_EQ(settled(watcher, 11000), (Burst{{Signal::Data, "data/textures/pipe.png"}})) << "nothing more to come";
 }
 
 // A checkout replaces folders; a picture may be a link to a file elsewhere. Both keep counting.
@@ -83,21 +78,17 @@ TEST_F(WatchedSaves, FoldersReplacedAndFilesLinkedToKeepCounting)
     fs::create_directories(copy.file("art"));
     copy.write("art/real.png", "x");
     fs::create_symlink(copy.file("art/real.png"), copy.file("data/textures/linked.png"));
-    watcher.update(0);
-    EXPECT_EQ(watcher.update(250), (Burst{{Signal::Data, "data/textures/linked.png"}}));
+    EXPECT_EQ(settled(watcher, 0), (Burst{{Signal::Data, "data/textures/linked.png"}}));
     copy.write("art/real.png", "y");
-    watcher.update(1000);
-    EXPECT_EQ(watcher.update(1250), (Burst{{Signal::Data, "data/textures/linked.png"}})) << "the target saved";
+    EXPECT_EQ(settled(watcher, 1000), (Burst{{Signal::Data, "data/textures/linked.png"}})) << "the target saved";
 
     fs::rename(copy.file("data/shaders"), copy.file("old"));
     fs::copy(copy.file("old"), copy.file("data/shaders"));
-    watcher.update(2000);
-    EXPECT_EQ(watcher.update(2250), (Burst{{Signal::Data, "data/shaders/"}}));
+    EXPECT_EQ(settled(watcher, 2000), (Burst{{Signal::Data, "data/shaders/"}}));
     EXPECT_EQ(log.lines().back(), "Watcher: data/shaders/ was replaced, watching it again");
     copy.write("old/plain.frag", "not watched any more");
     copy.write("data/shaders/plain.frag", "watched again");
-    watcher.update(3000);
-    EXPECT_EQ(watcher.update(3250), (Burst{{Signal::Data, "data/shaders/plain.frag"}}));
+    EXPECT_EQ(settled(watcher, 3000), (Burst{{Signal::Data, "data/shaders/plain.frag"}}));
 
     fs::remove_all(copy.file("data"));
     fs::create_directories(copy.file("data"));
@@ -105,8 +96,7 @@ TEST_F(WatchedSaves, FoldersReplacedAndFilesLinkedToKeepCounting)
     watcher.update(4000);
     EXPECT_EQ(watcher.update(4250).count(Signal::Data), 1u);
     copy.write("data/shaders/plain.vert", "watched again, two folders down");
-    watcher.update(5000);
-    EXPECT_EQ(watcher.update(5250), (Burst{{Signal::Data, "data/shaders/plain.vert"}}));
+    EXPECT_EQ(settled(watcher, 5000), (Burst{{Signal::Data, "data/shaders/plain.vert"}}));
 }
 
 // The red of the first texel of a picture as the show has it uploaded.

@@ -148,6 +148,12 @@ std::string written(int descriptor, const std::function<void()>& act)
     return scratch.read("written");
 }
 
+Burst settled(Watcher& watcher, unsigned int ms)
+{
+    watcher.update(ms);
+    return watcher.update(ms + 250);
+}
+
 LogCapture::LogCapture()
 {
     logger.file.close();

@@ -4,12 +4,16 @@
 #pragma once
 
 #include <GL/gl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>  // Required for: chdir()
 
 #include <array>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "framework/watcher.h"
 #include "tests/support/fixture.h"
 
 namespace drawing {
@@ -51,6 +55,21 @@ unsigned int texture(const std::string& name, int width, int height,
 
 // What the program writes on standard output (1) or standard error (2) while `act` runs
 std::string written(int descriptor, const std::function<void()>& act);
+
+// A case run in a fresh copy of the fixture, its working folder while it runs: data/ may be
+// written at will
+class InACopy : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(chdir(copy.path().c_str()), 0); }
+    void TearDown() override { ASSERT_EQ(chdir(home.c_str()), 0); }
+
+    const std::string home = std::filesystem::current_path();
+    fixture::Directory copy;
+};
+
+using Burst = std::map<Signal, std::string>;
+// What `watcher` saw up to `ms`, handed over a quarter second later: when the saves stop there
+Burst settled(Watcher& watcher, unsigned int ms);
 
 // Points the program's log at a scratch file, whatever DEBUG says, and reads it back as lines
 // without their date prefix.
