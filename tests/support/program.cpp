@@ -235,6 +235,14 @@ std::vector<std::string> lines(const std::string& text)
     return result;
 }
 
+std::vector<int> musicPositions(const std::string& log)
+{
+    std::vector<int> found;
+    for (const std::string& line : lines(log))
+        if (size_t at = line.find(" - Plot "); at != std::string::npos) found.push_back(std::stoi(line.substr(at + 8)));
+    return found;
+}
+
 std::vector<std::string> logLines(const std::string& log)
 {
     static const std::regex dated(R"(^\d{4}-\d{2}-\d{2}: \d{2}:\d{2}:\d{2} - )");

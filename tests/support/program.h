@@ -105,6 +105,9 @@ char shade(fixture::Rgba seen);
 std::vector<std::string> logLines(const std::string& log);
 std::vector<std::string> lines(const std::string& text);
 
+// The music positions of a log's "Plot" lines, in order
+std::vector<int> musicPositions(const std::string& log);
+
 // What a shell command writes on standard output
 std::string output(const std::string& command);
 

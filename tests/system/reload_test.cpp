@@ -26,17 +26,6 @@ const std::string creditsPicture = "data/textures/credits.png";
 const std::string reloaded = "Demo: Reload done. Chaning time to ";
 const std::string refused = "Watcher: Reload refused, the running version plays on: ";
 
-// The music positions of the log's "Plot" lines and reloads, in order.
-std::vector<int> positions(const std::string& log)
-{
-    std::vector<int> found;
-    for (const std::string& line : program::lines(log))
-        for (const std::string& mark : {std::string("Plot "), reloaded})
-            if (line.find(mark) != std::string::npos)
-                found.push_back(std::stoi(line.substr(line.find(mark) + mark.size())));
-    return found;
-}
-
 // An author's slip, and its repair: `file` put back as it was, unless `mend` says otherwise.
 struct Mistake {
     std::string message;  // in the log and after the status line in the title
@@ -97,7 +86,7 @@ protected:
         else directory.remove(mistake.file);
         ASSERT_TRUE(waitFor(20, [&] { return reloads() == before + mistake.taken + 1; })) << mistake.message;
         EXPECT_TRUE(demo.waitForStatusAlone()) << "still in the title: " << demo.title();
-        std::vector<int> heard = positions(demo.log());
+        std::vector<int> heard = program::musicPositions(demo.log());
         EXPECT_TRUE(std::is_sorted(heard.begin(), heard.end())) << mistake.message;
         EXPECT_EQ(occurrences(demo.log(), "Music: Start"), 1) << "started once, never again";
     }
@@ -106,29 +95,6 @@ protected:
     program::Program demo{directory};
     bool asUser = false;
 };
-
-// The schedule renamed into place as editors save it, and a shader written over, reload once
-// each; the settings only ask for a restart.
-TEST_F(SavingInRehearsal, SavedScheduleAndShaderReloadOnceAndSettingsAskForARestart)
-{
-    save("data/demo.lua", "addSceneToTimeline(\"guillotine\", 0, 150000)\n");
-    ASSERT_TRUE(demo.waitForLog(reloaded));
-    std::string log = demo.log();
-    size_t saved = log.find("Watcher: data/demo.lua changed, reading data/ once for the reload\n");
-    ASSERT_LT(saved, log.find(reloaded));
-    EXPECT_NE(log.find("Timeline: Adding scene guillotine to: 0-150000\n", saved), std::string::npos);
-
-    directory.write("data/config.lua", directory.read("data/config.lua") + "-- a comment\n");
-    ASSERT_TRUE(
-        demo.waitForLog("Watcher: data/config.lua changed: it is read once at start-up, restart the demo to apply it"));
-    EXPECT_EQ(occurrences(demo.log(), "Demo: Reload!"), 1);
-    directory.write("data/shaders/plain.frag", "void main()\n{\n    gl_FragColor = vec4(0.5);\n}\n");
-    ASSERT_TRUE(demo.waitForLog("Watcher: data/shaders/plain.frag changed"));
-    ASSERT_TRUE(waitFor(15, [&] { return reloads() == 2; }));
-    log = demo.log().substr(demo.log().find("Watcher: data/shaders/plain.frag changed"));
-    EXPECT_NE(log.find("Shader: Compiling fragment shader: data/shaders/plain.frag\n"), std::string::npos);
-    EXPECT_NE(log.find("Shader: Linking program object: "), std::string::npos);
-}
 
 // Each mistake that would have ended the program, or hung it, is refused with its file and
 // message; a picture that will be drawn garbled is taken, and named. Permissions do not stop
@@ -184,7 +150,8 @@ TEST_F(SavingInRehearsal, MistakesKeepItPlayingWithTheErrorInLogAndTitleUntilMen
     }
 }
 
-// A save while paused is on the screen at once, and the music stays where it was paused.
+// A save while paused is on the screen at once, and the music stays where it was paused. The
+// log names the file saved; the settings are read once, at start-up, and only ask for a restart.
 TEST_F(SavingInRehearsal, APictureSavedWhilePausedIsShownAndTheShowStaysPaused)
 {
     // The time Return prints, once it is printed
@@ -203,6 +170,13 @@ TEST_F(SavingInRehearsal, APictureSavedWhilePausedIsShownAndTheShowStaysPaused)
     EXPECT_TRUE(demo.shows("r"));
     EXPECT_EQ(printedTime(), paused) << "still paused at the same moment";
     EXPECT_EQ(occurrences(demo.log(), "Timer: Unpaused!"), 0);
+    EXPECT_NE(demo.log().find("Watcher: data/textures/credits.png changed, reading data/ once for the reload\n"),
+              std::string::npos);
+
+    directory.write("data/config.lua", directory.read("data/config.lua") + "-- a comment\n");
+    ASSERT_TRUE(
+        demo.waitForLog("Watcher: data/config.lua changed: it is read once at start-up, restart the demo to apply it"));
+    EXPECT_EQ(occurrences(demo.log(), "Demo: Reload!"), 1);
 }
 
 }  // namespace
