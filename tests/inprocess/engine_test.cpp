@@ -207,18 +207,14 @@ TEST(Png, EveryColourTypeAndDepthDecodesToEightBitSamplesBottomRowFirst)
 }
 
 // libpng's own complaints would reach the audience's terminal; the loader keeps them to the log.
+// A damaged picture, in the bad-input table; here, one wider than libpng is let read.
 TEST(Png, UndecodablePicturesAreNullWithoutAWordOnStandardError)
 {
     fixture::Directory scratch;
-    fixture::writeSolidPng(scratch.file("good.png"), 16, 16, {1, 2, 3, 255});
-    std::string good = fixture::readFile(scratch.file("good.png"));
-    fixture::writeFile(scratch.file("cut.png"), good.substr(0, good.size() / 2));
     fixture::writePng(scratch.file("wide.png"), {16385, 1, 0, 8, false, {}, {}, {std::vector<uint8_t>(16385)}});
-    for (const char* name : {"cut.png", "wide.png"}) {
-        Image* image = nullptr;
-        EXPECT_EQ(drawing::written(2, [&] { image = ImagePNG().load(scratch.file(name)); }), "") << name;
-        EXPECT_EQ(image, nullptr) << name;
-    }
+    Image* image = nullptr;
+    EXPECT_EQ(drawing::written(2, [&] { image = ImagePNG().load(scratch.file("wide.png")); }), "");
+    EXPECT_EQ(image, nullptr);
 }
 
 // The left stick's vertical axis: logged when it leaves the dead zone, and seeks nothing.
