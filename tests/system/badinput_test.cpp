@@ -3,24 +3,19 @@
 // may end on a signal or fail to end in time.
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>  // Required for: mkfifo()
-
-#include <filesystem>
 #include <regex>
+#include <stdexcept>
 
 #include "tests/support/fixture.h"
 #include "tests/support/program.h"
 #include "tests/support/transcript.h"
 
-namespace fs = std::filesystem;
-
 namespace {
 
 struct Row {
-    std::string name;
-    std::map<std::string, std::string> settings = {{"MUSIC", "\"short.wav\""}};
-    std::vector<std::string> setup, arguments, expectations;
+    std::string name, setup;
     bool unprivileged = false;
+    std::vector<std::string> arguments, expectations;
     int status = 0;
 };
 
@@ -36,70 +31,17 @@ std::vector<std::string> split(const std::string& text, const std::string& separ
 
 std::vector<Row> table()
 {
-    // name | setup | arguments | status | expectations, whose trailing blanks count
-    const std::regex fields(R"(\s*(\w+)\s*\|([^|]*)\|([^|]*)\|\s*(\d+)\s*\| ?(.*))");
+    // name | [unprivileged: ]setup | arguments | status | expectations, whose trailing blanks count
+    const std::regex fields(R"(\s*(\w+)\s*\| (unprivileged: )?([^|]*?) *\|([^|]*)\|\s*(\d+)\s*\| ?(.*))");
     std::vector<Row> rows;
     for (const std::string& line : program::lines(fixture::readFile(transcript::dataFile("bad-input.table")))) {
         std::smatch field;
         if (line.empty() || line[0] == '#') continue;
         if (!std::regex_match(line, field, fields)) throw std::runtime_error("bad-input.table: unreadable row " + line);
-        Row row;
-        row.name = field[1];
-        for (const std::string& step : split(field[2], "^ +| +; +| +$")) {
-            if (step.rfind("config ", 0) == 0)
-                row.settings[step.substr(7, step.find('=') - 7)] = step.substr(step.find('=') + 1);
-            else if (step == "unprivileged")
-                row.unprivileged = true;
-            else
-                row.setup.push_back(step);
-        }
-        row.arguments = split(field[3], " +");
-        row.status = std::stoi(field[4]);
-        row.expectations = split(field[5], " ; ");
-        rows.push_back(row);
+        rows.push_back({field[1], field[3], field[2].matched, split(field[4], " +"), split(field[6], " ; "),
+                        std::stoi(field[5])});
     }
     return rows;
-}
-
-// The bytes that hex digits stand for, blanks ignored
-std::string bytes(const std::string& hex)
-{
-    std::string digits = std::regex_replace(hex, std::regex(" "), ""), made;
-    for (size_t i = 0; i + 1 < digits.size(); i += 2) made += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    return made;
-}
-
-// Carries out one setup step on the fixture: an action, then a path and text, or the rest
-void prepare(const fixture::Directory& directory, const std::string& step)
-{
-    std::smatch part;
-    std::regex_match(step, part, std::regex(R"((\w+) ?((\S*) ?(.*)))"));
-    const std::string action = part[1], relative = part[3], path = directory.file(relative);
-    const std::string text = std::regex_replace(part[4].str(), std::regex(R"(\\n)"), "\n");
-    if (action == "schedule") {
-        directory.schedule(part[2]);
-    } else if (action == "write" || action == "bytes") {
-        directory.write(relative, action == "write" ? text : bytes(text));
-    } else if (action == "remove") {
-        directory.remove(relative);
-    } else if (action == "move") {
-        fs::create_directories(fs::path(directory.file(text)).parent_path());
-        fs::rename(path, directory.file(text));
-    } else if (action == "cut") {
-        fs::resize_file(path, std::stoul(text));
-    } else if (action == "fifo") {
-        fs::remove(path);
-        ASSERT_EQ(mkfifo(path.c_str(), 0644), 0) << step;
-    } else if (action == "link") {
-        fs::remove(path);
-        fs::create_symlink(text, path);
-    } else if (action == "mkdir") {
-        fs::create_directories(path);
-    } else if (action == "mode") {
-        fs::permissions(path, static_cast<fs::perms>(std::stoi(text, nullptr, 8)));
-    } else {
-        FAIL() << "unknown setup step: " << step;
-    }
 }
 
 // Test names carry the row's name; gtest would print the row's bytes.
@@ -111,13 +53,17 @@ TEST_P(BadInput, EndsWithItsMessageAndStatusOrPlays)
 {
     const Row& row = GetParam();
     fixture::Directory directory;
-    directory.config(row.settings);
-    for (const std::string& step : row.setup) prepare(directory, step);
+    directory.config({{"MUSIC", "\"short.wav\""}});
+    Process setup;
+    Process::Setting inFixture;
+    inFixture.directory = directory.path();
+    ASSERT_TRUE(setup.start({"bash", "-c", row.setup}, inFixture).ok() && setup.wait(10) && setup.status() == 0)
+        << row.setup;
 
     program::Program demo(directory, row.arguments);
     if (row.unprivileged && !demo.unprivileged()) GTEST_SKIP() << "no user without privileges to run the demo as";
     demo.start();
-    program::Ended result = demo.wait(30);
+    program::Ended result = demo.wait();
     EXPECT_EQ(result.signal, 0) << "ended on a signal or did not end in time";
     EXPECT_EQ(result.status, row.status) << "standard error:\n" << result.err;
     for (const std::string& check : row.expectations) {
