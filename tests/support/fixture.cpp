@@ -12,6 +12,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "scenes/show.h"
+
 namespace fs = std::filesystem;
 
 namespace fixture {
@@ -132,27 +134,16 @@ std::string configText(const std::map<std::string, std::string>& changes)
     return text;
 }
 
-// Distinct solid colours, so a pixel tells which picture was drawn where. Most pictures cover
-// the screen in one colour; intro_fluer.png is half transparent, so the intro's layers show how
-// they blend; the credits are white above navy, so their scroll shows; the guillotine's blade
-// fills the top right quarter and the head the bottom left, so each one's drop shows.
-static const std::vector<std::pair<std::string, Rgba>>& baseTextures()
-{
-    static const std::vector<std::pair<std::string, Rgba>> textures = {
-        {"logo_vek.png", {255, 0, 0, 255}},       {"logo_ka.png", {0, 255, 0, 255}},
-        {"title_brun.png", {0, 0, 255, 255}},     {"intro_bg.png", {200, 100, 0, 255}},
-        {"intro_fluer.png", {0, 0, 255, 128}},    {"intro_hale.png", {0, 0, 0, 0}},
-        {"intro_mann.png", {0, 0, 0, 0}},         {"intro_arm1.png", {255, 255, 0, 255}},
-        {"intro_arm2.png", {0, 255, 255, 255}},   {"intro_hest.png", {0, 0, 0, 0}},
-        {"bg.png", {60, 30, 0, 255}},             {"scroll1.png", {0, 0, 0, 0}},
-        {"scroll2.png", {0, 0, 0, 0}},            {"scroll3.png", {0, 0, 0, 0}},
-        {"ri_hest_ri0.png", {255, 0, 255, 255}},  {"ri_hest_ri1.png", {128, 0, 255, 255}},
-        {"guillotine.png", {100, 100, 100, 255}},
-        {"font1.png", {0, 128, 0, 255}},          {"greets.png", {128, 128, 0, 255}},
-        {"bakgrunn2.png", {128, 64, 64, 255}},
-    };
-    return textures;
-}
+// Distinct solid colours, so a pixel tells which picture was drawn where; a picture not named
+// here is clear. intro_fluer.png is half transparent, so the intro's layers show how they blend;
+// the credits are white above navy, so their scroll shows; the guillotine's blade fills the top
+// right quarter and the head the bottom left, so each one's drop shows.
+static const std::map<std::string, Rgba> baseColours = {
+    {"logo_vek.png", {255, 0, 0, 255}},    {"logo_ka.png", {0, 255, 0, 255}},       {"title_brun.png", {0, 0, 255, 255}},
+    {"intro_bg.png", {200, 100, 0, 255}},  {"intro_fluer.png", {0, 0, 255, 128}},   {"intro_arm1.png", {255, 255, 0, 255}},
+    {"intro_arm2.png", {0, 255, 255, 255}}, {"bg.png", {60, 30, 0, 255}},           {"ri_hest_ri0.png", {255, 0, 255, 255}},
+    {"ri_hest_ri1.png", {128, 0, 255, 255}}, {"guillotine.png", {100, 100, 100, 255}}, {"font1.png", {0, 128, 0, 255}},
+    {"greets.png", {128, 128, 0, 255}},    {"bakgrunn2.png", {128, 64, 64, 255}}};
 
 static const char* const vertexShader =
     "void main()\n{\n    gl_TexCoord[0] = gl_MultiTexCoord0;\n    gl_Position = ftransform();\n}\n";
@@ -173,7 +164,10 @@ void writeBase(const std::string& root, const std::map<std::string, std::string>
     fs::create_directories(data + "textures");
     fs::create_directories(data + "audio");
     fs::create_directories(data + "shaders");
-    for (const auto& [name, colour] : baseTextures()) writeSolidPng(data + "textures/" + name, 16, 16, colour);
+    for (const ScenePictures& scene : scenePictures)
+        for (const std::vector<std::string>* pictures : {&scene.init, &scene.drawn})
+            for (const std::string& name : *pictures)
+                writeSolidPng(data + "textures/" + name, 16, 16, baseColours.count(name) ? baseColours.at(name) : Rgba{});
     // Tall enough that the linear filter blurs their edges by less than a pixel on screen
     writeRgbaPng(data + "textures/guillotine_blad.png", 64, 1024,
                  [](int x, int y) { return x >= 32 && y < 512 ? Rgba{200, 200, 255, 255} : Rgba{0, 0, 0, 0}; });
