@@ -13,7 +13,7 @@ packages=(
   xvfb xauth x11-utils libgl1-mesa-dri xdotool openbox pulseaudio pulseaudio-utils libpulse-dev libasound2-plugins libx11-dev
   clang libclang-rt-14-dev
   libavformat-dev libavcodec-dev libswscale-dev libswresample-dev libavutil-dev libegl1 libegl-mesa0 ffmpeg
-  lua5.1 patchelf zip unzip mmdebstrap
+  lua5.1 patchelf zip unzip mmdebstrap xxd
 )
 
 missing=()

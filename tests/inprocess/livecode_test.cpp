@@ -13,22 +13,10 @@
 #include "tests/support/idlescene.h"
 #include "tests/support/program.h"
 
-using drawing::extent;
-using drawing::Pixel;
+using drawing::onePixel;
+using drawing::scene;
 
 namespace {
-
-const Pixel blade{200, 200, 255}, arm1{255, 255, 0};
-const float onePixel = 1.5f / 600;
-
-void draw(const char* scene, int ms, int frames)
-{
-    for (int i = 0; i < frames; i++) {
-        drawing::blankFrame();
-        drawing::at(ms);
-        demo.scenes[scene]->draw();
-    }
-}
 
 Solardistrict& district() { return *static_cast<Solardistrict*>(demo.scenes["solardistrict"]); }
 
@@ -64,10 +52,10 @@ TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
 {
     loadShow();
     timer.holdProcessor(0.0);
-    draw("guillotine", 62500, 40);  // the blade shown dropped, 0.002 further each frame
-    draw("intro", 6000, 10);        // the arm shaking up from -0.07, 0.004 a frame
-    draw("solardistrict", 76000, 25);
-    draw("riderideranke", 50000, 30);
+    scene("guillotine", 62500, 40);  // the blade shown dropped, 0.002 further each frame
+    scene("intro", 6000, 10);        // the arm shaking up from -0.07, 0.004 a frame
+    scene("solardistrict", 76000, 25);
+    scene("riderideranke", 50000, 30);
     int rotation = district().rotation, view = district().view;
     std::vector<unsigned int> book = effects.animationFrames;
     double page = effects.animationPosition;
@@ -86,11 +74,11 @@ TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
     EXPECT_EQ(effects.animationFrames, book) << "init appended the rider's frames again";
     EXPECT_EQ(effects.animationPosition, page);
 
-    draw("guillotine", 62500, 60);
-    EXPECT_NEAR(extent(0.75f, blade).first, 1.0f - 0.002f * 99, onePixel) << "the hundredth frame's drop";
-    draw("intro", 6000, 1);
-    auto [top, bottom] = extent(0.5f, arm1);
-    EXPECT_NEAR(top < 1.0f ? top - 1.0f : bottom, -0.07f + 0.004f * 10, onePixel) << "the eleventh shake";
+    drawing::blankFrame();  // the district left its lighting on
+    scene("guillotine", 62500, 60);
+    EXPECT_NEAR(drawing::extent(0.75f, drawing::blade).first, 1.0f - 0.002f * 99, onePixel) << "the hundredth drop";
+    scene("intro", 6000);
+    EXPECT_NEAR(drawing::armOffset(), -0.07f + 0.004f * 10, onePixel) << "the eleventh shake";
 }
 
 // The schedule still names scenes the rebuilt show lacks: the running scenes play on.
@@ -120,6 +108,29 @@ TEST(Livecode, AKeptValueWhoseTypeChangedStartsOver)
     livecode.endSwap(true);
     EXPECT_EQ(counted, 7);
     EXPECT_EQ(turning, 2.5f);
+}
+
+// Without a build directory, its compiler or CMake, one line says so, and saves build nothing.
+TEST(Livecode, WithoutABuildACompilerOrCMakeItSaysSoOnceAndBuildsNothing)
+{
+    fixture::Directory scratch;
+    const std::string nowhere = scratch.file("nowhere");
+    scratch.write("stale/CMakeCache.txt", "CMAKE_CXX_COMPILER:FILEPATH=" + nowhere + "/c++\n");
+    const std::tuple<const char*, std::string, std::string> cases[] = {
+        {"DEMO_SCENES_BUILD", nowhere, "No build directory at " + nowhere},
+        {"DEMO_SCENES_BUILD", scratch.file("stale"), "No compiler at " + nowhere + "/c++"},
+        {"PATH", nowhere, "No cmake on the PATH"}};
+    for (const auto& [variable, value, said] : cases) {
+        const std::string kept = getenv(variable) ? getenv(variable) : "";
+        setenv(variable, value.c_str(), 1);
+        drawing::LogCapture log;
+        Livecode unbuilt;
+        unbuilt.start();
+        unbuilt.rebuild("scenes/credits.cpp");
+        EXPECT_EQ(log.lines(), std::vector<std::string>{"Livecode: " + said + ", saved scenes are not rebuilt"});
+        if (kept.empty()) unsetenv(variable);
+        else setenv(variable, kept.c_str(), 1);
+    }
 }
 
 }  // namespace

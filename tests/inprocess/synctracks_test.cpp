@@ -5,9 +5,6 @@
 // of tests/data/bad-input.table.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <filesystem>
 #include <memory>
 #include <tuple>
 
@@ -17,8 +14,8 @@
 #include "framework/synctracks.h"
 #include "framework/watcher.h"
 #include "scenes/show.h"
+#include "tests/support/drawing.h"
 #include "tests/support/editor.h"
-#include "tests/support/fixture.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -55,11 +52,8 @@ TEST(Values, EachInterpolationFollowsItsFormulaAndTheEndsHoldTheirKeys)
 
 // The tracks "cam:zoom" and "b" of a Synctracks of the case's own, served by a stand-in editor,
 // in a copy of the fixture
-class Editing : public testing::Test {
+class Editing : public drawing::InACopy {
 protected:
-    void SetUp() override { ASSERT_EQ(chdir(copy.path().c_str()), 0); }
-    void TearDown() override { ASSERT_EQ(chdir(home.c_str()), 0); }
-
     // A frame at the music position, which follows the editor's seeks as the director's does
     Synctracks::Requests frame()
     {
@@ -91,8 +85,6 @@ protected:
         return take(answer);
     }
 
-    const std::string home = std::filesystem::current_path();
-    fixture::Directory copy;
     StandInEditor editor;
     std::unique_ptr<Synctracks> client;
     unsigned int now = 0;
@@ -137,33 +129,28 @@ TEST_F(Editing, BadBytesDropTheEditorWithOneReasonKeepTheValuesAndItIsTriedAgain
 {
     const std::string key = bytes({0, 0, 0, 0, 0, 0, 0, 0, 4, 0x3F, 0x80, 0, 0, 1});  // track 0, row 4: 1, linear
     const std::string greeting = "hello, demo!";
-    const struct {
-        std::string answer, sent, reason;  // no reason: a plain end
-    } rows[] = {
-        {greeting, key + greeting, "it greeted again"},
-        {greeting, key + bytes({9}), "it sent the byte 9, which is no command"},
-        {greeting, key + bytes({2, 0, 0, 0, 1, 'b'}), "it sent the byte 2, which is no command"},
-        {greeting, key + bytes({0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0}),
-         "it named track 2, which the demo never asked for"},
-        {greeting, key + bytes({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4}),
-         "it gave a key the interpolation 4, over 3"},
-        {greeting, key + bytes({0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0}), "it named the row -1"},
-        {greeting, key + bytes({3, 0x80, 0, 0, 0}), "it named the row -2147483648"},
-        {greeting, key + bytes({1, 0, 0, 0, 0, 0, 0, 0, 5}),
-         "it deleted a key of cam:zoom at row 5, where there is none"},
-        {greeting, key + bytes({0, 0, 0}), ""},  // and quits in the middle of a command
+    // The answer to the demo's greeting, what follows that key, and the reason it is dropped for
+    const std::tuple<std::string, std::string, std::string> rows[] = {
+        {greeting, greeting, "it greeted again"},
+        {greeting, bytes({9}), "it sent the byte 9, which is no command"},
+        {greeting, bytes({2, 0, 0, 0, 1, 'b'}), "it sent the byte 2, which is no command"},
+        {greeting, bytes({0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0}), "it named track 2, which the demo never asked for"},
+        {greeting, bytes({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4}), "it gave a key the interpolation 4, over 3"},
+        {greeting, bytes({0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0}), "it named the row -1"},
+        {greeting, bytes({3, 0x80, 0, 0, 0}), "it named the row -2147483648"},
+        {greeting, bytes({1, 0, 0, 0, 0, 0, 0, 0, 5}), "it deleted a key of cam:zoom at row 5, where there is none"},
+        {greeting, bytes({0, 0, 0}), ""},  // and quits in the middle of a command: a plain end
         {bytes({0x16, 3, 1}), "", "it answered \"\\x16\\x03\\x01\" to the greeting"},
         {"", "", "it did not answer the greeting within 3 s"},
     };
-    for (const auto& row : rows) {
-        Synctracks::Requests asked = connect(row.answer);
-        if (client->connected) asked = take(row.sent);
-        if (row.reason.empty()) editor.hangUp();
-        if (row.reason.empty()) asked = take("");
-        EXPECT_FALSE(client->connected) << row.reason;
-        EXPECT_EQ(asked.refused.reason(),
-                  row.reason.empty() ? "" : "Synctracks: Disconnected the sync editor: " + row.reason);
-        EXPECT_EQ(keysOf(client->tracks[0].keys), (row.answer == greeting ? Keys{{4, 1.0f, 1}} : Keys{})) << row.reason;
+    for (const auto& [answer, sent, reason] : rows) {
+        Synctracks::Requests asked = connect(answer);
+        if (client->connected) asked = take(key + sent);
+        if (reason.empty()) editor.hangUp();
+        if (reason.empty()) asked = take("");
+        EXPECT_FALSE(client->connected) << reason;
+        EXPECT_EQ(asked.refused.reason(), reason.empty() ? "" : "Synctracks: Disconnected the sync editor: " + reason);
+        EXPECT_EQ(keysOf(client->tracks[0].keys), (answer == greeting ? Keys{{4, 1.0f, 1}} : Keys{})) << reason;
     }
     now += 1000;
     EXPECT_TRUE(program::waitFor(5, [&] { return frame().linked || editor.accept(0); })) << "a second later, again";
@@ -190,12 +177,9 @@ TEST_F(Editing, SavesInTheFoldersOfSyncTracksAreSeen)
     Watcher watcher;
     watcher.start();
     fixture::writeFile("data/sync/track_cam/zoom.track", bytes({0, 0, 0, 0}));
-    watcher.update(0);
-    EXPECT_EQ(watcher.update(250), (std::map<Signal, std::string>{{Signal::Tracks, "data/sync/"}}));
+    EXPECT_EQ(drawing::settled(watcher, 0), (drawing::Burst{{Signal::Tracks, "data/sync/"}}));
     fixture::writeFile("data/sync/track_cam/zoom.track", bytes({0, 0, 0, 0}));
-    watcher.update(1000);
-    EXPECT_EQ(watcher.update(1250),
-              (std::map<Signal, std::string>{{Signal::Tracks, "data/sync/track_cam/zoom.track"}}));
+    EXPECT_EQ(drawing::settled(watcher, 1000), (drawing::Burst{{Signal::Tracks, "data/sync/track_cam/zoom.track"}}));
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Live scene code: the real demo rehearsing the credits while its scene sources are saved. It
 // rebuilds the tests' own copy of the sources (LIVECODE_DIR, made by the `livecode_module`
 // CTest fixture), named to it through DEMO_SCENES and DEMO_SCENES_BUILD; seen through the
-// window, the title and the log.
+// window, the title and the log. Last, a showing, which watches and builds nothing.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +12,8 @@
 
 #include "tests/support/fixture.h"
 #include "tests/support/program.h"
+
+namespace fs = std::filesystem;
 
 using fixture::Directory;
 using program::Program;
@@ -24,16 +26,10 @@ const std::string sources = std::string(LIVECODE_DIR) + "/scenes";
 const std::string credits = sources + "/credits.cpp";
 const std::string swapped = "Demo: Swapped in the rebuilt scenes at ";
 
-// The credits' picture, and what the tests draw in its place: a red one
+// The credits' picture, which scrolls from white to navy, and what the tests draw in its
+// place: a red one
 const std::string scroll = "bindTexture(\"credits.png\");";
 const std::string red = "bindTexture(\"logo_vek.png\");";
-
-// The credits scroll from white to navy
-bool isCredits(fixture::Rgba seen)
-{
-    return (seen.r > 150 && seen.r == seen.g && seen.g == seen.b) || (seen.r == 0 && seen.g == 0 && seen.b > 100);
-}
-bool isRed(fixture::Rgba seen) { return seen.r > 150 && seen.g < 60 && seen.b < 60; }
 
 // The credits' source with `from` replaced by `to`, saved as an editor saves it
 void save(const std::string& from, const std::string& to)
@@ -56,7 +52,7 @@ protected:
     {
         fixture::writeFile(credits, original);
         fixture::writeFile(sources + "/CMakeLists.txt", lists);
-        for (const char* added : {"/.#credits.cpp", "/fault.h"}) std::filesystem::remove(sources + added);
+        for (const char* added : {"/.#credits.cpp", "/fault.h"}) fs::remove(sources + added);
     }
 
     void start(Program& demo)
@@ -70,42 +66,32 @@ protected:
     Directory directory;
 };
 
-TEST_F(Rehearsal, SavedSceneShowsAtTheSameMusicPositionAndACompileErrorKeepsTheOldOneUntilFixed)
+TEST_F(Rehearsal, SavedSceneShowsAndACompileErrorKeepsTheOldOneUntilFixed)
 {
     Program demo(directory);
     start(demo);
     ASSERT_TRUE(demo.waitForLog("Livecode: Rebuilding the scenes on every save in " + sources + "\n", 20));
-    ASSERT_TRUE(waitFor(10, [&] { return isCredits(demo.centre()); }));
-    ASSERT_TRUE(demo.waitForLog("Plot "));
+    ASSERT_TRUE(demo.shows("wb", 10));
 
-    std::filesystem::create_symlink("someone@host.1234:1", sources + "/.#credits.cpp");  // an editor's lock
+    fs::create_symlink("someone@host.1234:1", sources + "/.#credits.cpp");  // an editor's lock
     save(scroll, red);
     ASSERT_TRUE(demo.waitForLog(swapped, 60)) << "the lock is no source";
-    EXPECT_TRUE(waitFor(5, [&] { return isRed(demo.centre()); })) << "the new colour is drawn";
+    EXPECT_TRUE(demo.shows("r")) << "the new colour is drawn";
     std::string log = demo.log();
     EXPECT_THAT(log, HasSubstr("Livecode: " + credits + " changed, rebuilding the scenes\n"));
     EXPECT_TRUE(std::regex_search(log, std::regex(R"(Livecode: Built in \d+\.\d\d s\n)")));
-    size_t at = log.find(swapped);
-    int position = std::stoi(log.substr(at + swapped.size()));
-    EXPECT_LE(std::stoi(log.substr(log.rfind("Plot ", at) + 5)), position) << "the music went on";
-    EXPECT_EQ(program::occurrences(log, "Music: Start"), 1) << "the music was neither stopped nor moved";
-    EXPECT_EQ(program::occurrences(log, "Music: Stop"), 0);
     EXPECT_EQ(program::occurrences(log, ".#credits.cpp"), 0) << "the lock started no build";
 
     save(red, "bindTexture(\"logo_vek.png\") ??");
     ASSERT_TRUE(demo.waitForLog("Livecode: Build failed after ", 60));
-    std::string title;
-    EXPECT_TRUE(waitFor(5, [&] { return (title = demo.title()).find(" - scenes/credits.cpp:") != std::string::npos; }))
-        << title;
-    EXPECT_THAT(title, testing::StartsWith("Scene: 0/6 - Time: ")) << "after the status line";
-    EXPECT_THAT(title, HasSubstr("error"));
+    EXPECT_TRUE(demo.waitForTitle(" - scenes/credits.cpp:")) << demo.title();
+    EXPECT_THAT(demo.title(), HasSubstr("error"));
     EXPECT_THAT(demo.log(), HasSubstr("Livecode: " + credits + ":")) << "the compiler's whole output";
-    EXPECT_TRUE(isRed(demo.centre())) << "the running scenes play on";
+    EXPECT_TRUE(demo.shows("r", 0)) << "the running scenes play on";
 
     demo.key("space");  // paused, errors show in the title all the same
     fixture::writeFile(sources + "/CMakeLists.txt", lists + "add_library(\n");
-    EXPECT_TRUE(waitFor(60, [&] { return (title = demo.title()).find(" - scenes/CMakeLists.txt:") != std::string::npos; }))
-        << "CMake's own file and line: " << title;
+    EXPECT_TRUE(demo.waitForTitle(" - scenes/CMakeLists.txt:", 60)) << "CMake's own file and line: " << demo.title();
     fixture::writeFile(sources + "/CMakeLists.txt", lists);
     demo.key("space");
 
@@ -114,62 +100,15 @@ TEST_F(Rehearsal, SavedSceneShowsAtTheSameMusicPositionAndACompileErrorKeepsTheO
     fixture::writeFile(credits, original);
     save("Credits::~Credits() {}", "void undefinedHere();\nCredits::~Credits() { undefinedHere(); }");
     ASSERT_TRUE(demo.waitForLog("Livecode: Cannot load the rebuilt scenes: ", 60));
-    EXPECT_TRUE(waitFor(5, [&] { return demo.title().find("undefined symbol: undefinedHere()") != std::string::npos; }))
-        << demo.title();
-    EXPECT_TRUE(isRed(demo.centre()));
+    EXPECT_TRUE(demo.waitForTitle("undefined symbol: undefinedHere()")) << demo.title();
+    EXPECT_TRUE(demo.shows("r", 0));
 
     demo.key("space");  // paused, a good swap is drawn at once
     fixture::writeFile(credits, original);
     ASSERT_TRUE(waitFor(60, [&] { return program::occurrences(demo.log(), swapped) == 2; }));
-    EXPECT_TRUE(waitFor(5, [&] { return !isRed(demo.centre()); })) << "drawn at once, paused as it is";
-    EXPECT_TRUE(waitFor(5, [&] { return demo.title().find(" - scenes/") == std::string::npos; })) << demo.title();
-
-    demo.key("Escape");
-    EXPECT_EQ(demo.wait().status, 0);
-}
-
-TEST_F(Rehearsal, WithoutDebugModeNothingIsBuiltOrSwapped)
-{
-    directory.config({{"DEBUG", "false"}});
-    std::string module = std::string(LIVECODE_DIR) + "/build/scenes.so";
-    auto built = std::filesystem::last_write_time(module);
-    Program demo(directory);
-    start(demo);
-    ASSERT_TRUE(waitFor(20, [&] { return isCredits(demo.centre()); }));
-
-    save(scroll, red);
-    // A rebuild in a rehearsal shows well within this.
-    EXPECT_FALSE(waitFor(4, [&] { return isRed(demo.centre()); })) << "still the scenes it started with";
-    EXPECT_EQ(std::filesystem::last_write_time(module), built) << "nothing was built";
-    demo.key("Escape");
-    EXPECT_EQ(demo.wait().status, 0);
-}
-
-// Without a build directory, its compiler or CMake, one line says so and the show goes on.
-TEST_F(Rehearsal, WithoutABuildACompilerOrCMakeItSaysSoOnceAndPlays)
-{
-    std::string nowhere = directory.file("nowhere");
-    directory.write("stale/CMakeCache.txt", "CMAKE_CXX_COMPILER:FILEPATH=" + nowhere + "/c++\n");
-    const std::vector<std::tuple<std::string, std::string, std::string>> cases = {
-        {"DEMO_SCENES_BUILD", nowhere, "Livecode: No build directory at " + nowhere + ", saved scenes are not rebuilt"},
-        {"DEMO_SCENES_BUILD", directory.file("stale"),
-         "Livecode: No compiler at " + nowhere + "/c++, saved scenes are not rebuilt"},
-        {"PATH", nowhere, "Livecode: No cmake on the PATH, saved scenes are not rebuilt"}};
-    for (const auto& [variable, value, said] : cases) {
-        Directory run;  // a log of its own
-        run.schedule("addSceneToTimeline(\"credits\", 0, 150000)\n");
-        Program demo(run);
-        demo.environment("DEMO_SCENES", sources);
-        demo.environment(variable, value);
-        demo.start();
-        ASSERT_TRUE(demo.waitForLog(said + "\n", 20)) << said;
-        save(scroll, red);
-        EXPECT_FALSE(waitFor(2, [&] { return isRed(demo.centre()); })) << said;
-        demo.key("Escape");
-        EXPECT_EQ(demo.wait().status, 0) << said;
-        EXPECT_EQ(program::occurrences(demo.log(), "Livecode: "), 1) << said;
-        fixture::writeFile(credits, original);
-    }
+    EXPECT_TRUE(demo.shows("wb")) << "drawn at once, paused as it is";
+    EXPECT_TRUE(demo.waitForStatusAlone()) << demo.title();
+    EXPECT_EQ(demo.quit().status, 0);
 }
 
 // Every kind of fault a rebuilt scene can commit, each planted in turn in a module built once
@@ -210,28 +149,20 @@ TEST_F(Rehearsal, EveryFaultOfRebuiltScenesRollsBackToTheScenesBeforeAndTheNextS
     ASSERT_TRUE(demo.waitForLog("Livecode: Rebuilding the scenes on every save in ", 20));
     fixture::writeFile(credits, fixture::readFile(FAULTY_CREDITS));
     ASSERT_TRUE(demo.waitForLog(swapped, 90));
-    ASSERT_TRUE(waitFor(5, [&] { return isRed(demo.centre()); }));
+    ASSERT_TRUE(demo.shows("r"));
 
     for (const auto& [fault, said] : faults) {
         EXPECT_TRUE(plant(fault)) << fault << ": the save after the one before took effect";
-        std::string title;
-        EXPECT_TRUE(waitFor(60, [&] { return (title = demo.title()).find(" - " + said) != std::string::npos; }))
-            << fault << ": " << title;
+        EXPECT_TRUE(demo.waitForTitle(" - " + said, 60)) << fault << ": " << demo.title();
         std::string log = demo.log();
         EXPECT_TRUE(waitFor(5, [&] { return demo.log().find("Plot ", log.size()) != std::string::npos; }))
             << fault << ": frames go on";
-        EXPECT_TRUE(isRed(demo.centre())) << fault << ": the scenes before play on";
+        EXPECT_TRUE(demo.shows("r", 0)) << fault << ": the scenes before play on";
     }
-    std::string title = demo.title();
-    EXPECT_EQ(title.find(" - ", title.find(" - FPS: ") + 3), std::string::npos) << "a good swap clears it: " << title;
+    EXPECT_TRUE(demo.waitForStatusAlone(0)) << "a good swap clears it: " << demo.title();
 
-    int position = 0;
-    for (const std::string& line : program::lines(demo.log())) {
-        size_t at = line.find(" - Plot ");
-        if (at == std::string::npos) continue;
-        EXPECT_GE(std::stoi(line.substr(at + 8)), position) << "the music never goes back";
-        position = std::stoi(line.substr(at + 8));
-    }
+    std::vector<int> heard = program::musicPositions(demo.log());
+    EXPECT_TRUE(std::is_sorted(heard.begin(), heard.end())) << "the music never goes back";
     EXPECT_EQ(program::occurrences(demo.log(), "Music: Start"), 1);
 
     // Frozen in an endless loop, SIGTERM ends it before the loop's bound has run out.
@@ -240,6 +171,32 @@ TEST_F(Rehearsal, EveryFaultOfRebuiltScenesRollsBackToTheScenesBeforeAndTheNextS
     demo.send(SIGTERM);
     EXPECT_EQ(demo.wait(10).signal, SIGTERM);
     EXPECT_EQ(program::occurrences(demo.log(), "credits draw: still running"), 1) << "ended during the freeze";
+}
+
+// A showing watches nothing and builds nothing: the scenes and the pictures it started with
+// play on. The keys' reload is as it was: a schedule that never ends ends the demo.
+TEST_F(Rehearsal, AShowingWatchesAndBuildsNothing)
+{
+    directory.config({{"DEBUG", "false"}});
+    const std::string module = std::string(LIVECODE_DIR) + "/build/scenes.so";
+    const auto built = fs::last_write_time(module);
+    Program demo(directory);
+    start(demo);
+    ASSERT_TRUE(demo.shows("w", 20)) << "the credits are drawn";
+    for (const auto& entry : fs::directory_iterator("/proc/" + demo.xdotool("getwindowpid %w") + "/fd"))
+        EXPECT_NE(fs::read_symlink(entry.path()).string(), "anon_inode:inotify");
+
+    save(scroll, red);
+    fixture::writeSolidPng(directory.file("data/textures/credits.png"), 16, 16, {20, 220, 20, 255});
+    // A rebuild or a reload in a rehearsal shows well within this.
+    EXPECT_FALSE(demo.shows("rg", 4)) << "still the scenes and the picture it started with";
+    EXPECT_EQ(fs::last_write_time(module), built) << "nothing was built";
+
+    directory.schedule("while true do end\n");
+    demo.key("shift+BackSpace");
+    program::Ended result = demo.wait();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("Script: Error! data/demo.lua:1: "));
 }
 
 }  // namespace

@@ -9,8 +9,10 @@
 #include <cstdio>
 #include <iostream>
 
+#include "framework/demo.h"
 #include "framework/logger.h"
 #include "framework/music.h"
+#include "framework/scene.h"
 #include "framework/texture.h"
 #include "framework/texturemanager.h"
 #include "tests/support/program.h"
@@ -18,6 +20,12 @@
 namespace drawing {
 
 void at(int ms) { music.hold(ms); }
+
+void scene(const std::string& name, int ms, int frames)
+{
+    at(ms);
+    for (int frame = 0; frame < frames; frame++) demo.scenes[name]->draw();
+}
 
 Pixel pixel(float x, float y)
 {
@@ -67,6 +75,12 @@ std::pair<float, float> extent(float x, Pixel colour)
         }
     float h = static_cast<float>(pixels.size());
     return {high / h, low / h};
+}
+
+float armOffset()
+{
+    auto [top, bottom] = extent(0.5f, arm1);
+    return top < 1.0f ? top - 1.0f : bottom;
 }
 
 std::string row(float y, const std::vector<std::pair<char, Pixel>>& legend)
@@ -132,6 +146,12 @@ std::string written(int descriptor, const std::function<void()>& act)
     dup2(saved, descriptor);
     close(saved);
     return scratch.read("written");
+}
+
+Burst settled(Watcher& watcher, unsigned int ms)
+{
+    watcher.update(ms);
+    return watcher.update(ms + 250);
 }
 
 LogCapture::LogCapture()

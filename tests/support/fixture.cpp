@@ -12,6 +12,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "scenes/show.h"
+
 namespace fs = std::filesystem;
 
 namespace fixture {
@@ -38,20 +40,13 @@ void writePng(const std::string& path, const PngPicture& picture)
             colours.push_back({picture.palette[i], picture.palette[i + 1], picture.palette[i + 2]});
         png_set_PLTE(png, info, colours.data(), static_cast<int>(colours.size()));
     }
-    if (!picture.trns.empty()) {
-        if (picture.colorType == PNG_COLOR_TYPE_PALETTE) {
-            png_set_tRNS(png, info, picture.trns.data(), static_cast<int>(picture.trns.size()), nullptr);
-        } else {
-            // Grey or RGB: one 16-bit sample per channel, big-endian as stored in the file.
-            png_color_16 key = {};
-            key.gray = static_cast<png_uint_16>(picture.trns[0] << 8 | picture.trns[1]);
-            if (picture.trns.size() >= 6) {
-                key.red = static_cast<png_uint_16>(picture.trns[0] << 8 | picture.trns[1]);
-                key.green = static_cast<png_uint_16>(picture.trns[2] << 8 | picture.trns[3]);
-                key.blue = static_cast<png_uint_16>(picture.trns[4] << 8 | picture.trns[5]);
-            }
-            png_set_tRNS(png, info, nullptr, 0, &key);
-        }
+    if (!picture.trns.empty() && picture.colorType == PNG_COLOR_TYPE_PALETTE) {
+        png_set_tRNS(png, info, picture.trns.data(), static_cast<int>(picture.trns.size()), nullptr);
+    } else if (!picture.trns.empty()) {
+        png_color_16 key = {};
+        key.gray = key.red = picture.trns[0];
+        if (picture.trns.size() == 3) key.green = picture.trns[1], key.blue = picture.trns[2];
+        png_set_tRNS(png, info, nullptr, 0, &key);
     }
     png_write_info(png, info);
     std::vector<png_bytep> rows;
@@ -124,44 +119,31 @@ void writeFile(const std::string& path, const std::string& text)
     out << text;
 }
 
-std::map<std::string, std::string> defaultConfig()
+std::string configText(const std::map<std::string, std::string>& changes)
 {
-    return {{"DEBUG", "true"},      {"LOGFILE", "\"demo.log\""}, {"TITLE", "\"Fixture Demo\""},
-            {"VERSION", "\"1.0\""}, {"WIDTH", "800"},            {"HEIGHT", "600"},
-            {"BPP", "0"},           {"FSAA", "0"},               {"ASPECTRATIO", "\"4:3\""},
-            {"FULLSCREEN", "false"}, {"VSYNC", "false"},         {"AUDIO", "\"nosound\""},
-            {"MUSIC", "\"long.wav\""}};
-}
-
-std::string configText(const std::map<std::string, std::string>& settings)
-{
+    std::map<std::string, std::string> settings = {
+        {"DEBUG", "true"},       {"LOGFILE", "\"demo.log\""}, {"TITLE", "\"Fixture Demo\""},
+        {"VERSION", "\"1.0\""},  {"WIDTH", "800"},            {"HEIGHT", "600"},
+        {"BPP", "0"},            {"FSAA", "0"},               {"ASPECTRATIO", "\"4:3\""},
+        {"FULLSCREEN", "false"}, {"VSYNC", "false"},          {"AUDIO", "\"nosound\""},
+        {"MUSIC", "\"long.wav\""}};
+    for (const auto& [key, value] : changes) settings[key] = value;
     std::string text;
     for (const auto& [key, value] : settings)
         if (!value.empty()) text += key + " = " + value + "\n";
     return text;
 }
 
-// Distinct solid colours, so a pixel tells which picture was drawn where. Most pictures cover
-// the screen in one colour; intro_fluer.png is half transparent, so the intro's layers show how
-// they blend; the credits are white above navy, so their scroll shows; the guillotine's blade
-// fills the top right quarter and the head the bottom left, so each one's drop shows.
-static const std::vector<std::pair<std::string, Rgba>>& baseTextures()
-{
-    static const std::vector<std::pair<std::string, Rgba>> textures = {
-        {"logo_vek.png", {255, 0, 0, 255}},       {"logo_ka.png", {0, 255, 0, 255}},
-        {"title_brun.png", {0, 0, 255, 255}},     {"intro_bg.png", {200, 100, 0, 255}},
-        {"intro_fluer.png", {0, 0, 255, 128}},    {"intro_hale.png", {0, 0, 0, 0}},
-        {"intro_mann.png", {0, 0, 0, 0}},         {"intro_arm1.png", {255, 255, 0, 255}},
-        {"intro_arm2.png", {0, 255, 255, 255}},   {"intro_hest.png", {0, 0, 0, 0}},
-        {"bg.png", {60, 30, 0, 255}},             {"scroll1.png", {0, 0, 0, 0}},
-        {"scroll2.png", {0, 0, 0, 0}},            {"scroll3.png", {0, 0, 0, 0}},
-        {"ri_hest_ri0.png", {255, 0, 255, 255}},  {"ri_hest_ri1.png", {128, 0, 255, 255}},
-        {"guillotine.png", {100, 100, 100, 255}},
-        {"font1.png", {0, 128, 0, 255}},          {"greets.png", {128, 128, 0, 255}},
-        {"bakgrunn2.png", {128, 64, 64, 255}},
-    };
-    return textures;
-}
+// Distinct solid colours, so a pixel tells which picture was drawn where; a picture not named
+// here is clear. intro_fluer.png is half transparent, so the intro's layers show how they blend;
+// the credits are white above navy, so their scroll shows; the guillotine's blade fills the top
+// right quarter and the head the bottom left, so each one's drop shows.
+static const std::map<std::string, Rgba> baseColours = {
+    {"logo_vek.png", {255, 0, 0, 255}},    {"logo_ka.png", {0, 255, 0, 255}},       {"title_brun.png", {0, 0, 255, 255}},
+    {"intro_bg.png", {200, 100, 0, 255}},  {"intro_fluer.png", {0, 0, 255, 128}},   {"intro_arm1.png", {255, 255, 0, 255}},
+    {"intro_arm2.png", {0, 255, 255, 255}}, {"bg.png", {60, 30, 0, 255}},           {"ri_hest_ri0.png", {255, 0, 255, 255}},
+    {"ri_hest_ri1.png", {128, 0, 255, 255}}, {"guillotine.png", {100, 100, 100, 255}}, {"font1.png", {0, 128, 0, 255}},
+    {"greets.png", {128, 128, 0, 255}},    {"bakgrunn2.png", {128, 64, 64, 255}}};
 
 static const char* const vertexShader =
     "void main()\n{\n    gl_TexCoord[0] = gl_MultiTexCoord0;\n    gl_Position = ftransform();\n}\n";
@@ -176,13 +158,16 @@ static const char* const baseSchedule =
     "addSceneToTimeline(\"greets\", 100000, 122000)\n"
     "addSceneToTimeline(\"credits\", 122000, 150000)\n";
 
-void writeBase(const std::string& root)
+void writeBase(const std::string& root, const std::map<std::string, std::string>& changes)
 {
     std::string data = root + "/data/";
     fs::create_directories(data + "textures");
     fs::create_directories(data + "audio");
     fs::create_directories(data + "shaders");
-    for (const auto& [name, colour] : baseTextures()) writeSolidPng(data + "textures/" + name, 16, 16, colour);
+    for (const ScenePictures& scene : scenePictures)
+        for (const std::vector<std::string>* pictures : {&scene.init, &scene.drawn})
+            for (const std::string& name : *pictures)
+                writeSolidPng(data + "textures/" + name, 16, 16, baseColours.count(name) ? baseColours.at(name) : Rgba{});
     // Tall enough that the linear filter blurs their edges by less than a pixel on screen
     writeRgbaPng(data + "textures/guillotine_blad.png", 64, 1024,
                  [](int x, int y) { return x >= 32 && y < 512 ? Rgba{200, 200, 255, 255} : Rgba{0, 0, 0, 0}; });
@@ -192,20 +177,19 @@ void writeBase(const std::string& root)
                  [](int, int y) { return y < 1024 ? Rgba{255, 255, 255, 255} : Rgba{0, 0, 128, 255}; });
     writeFile(data + "shaders/plain.vert", vertexShader);
     writeFile(data + "shaders/plain.frag", fragmentShader);
-    writeTrack(data + "audio/short.wav", 1.0, 22050, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    // A fifth of a second of music after the end margin: a bad input that plays ends by itself
+    writeTrack(data + "audio/short.wav", 0.3, 22050, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     writeTrack(data + "audio/long.wav", 150.0, 22050, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-    writeFile(data + "config.lua", configText(defaultConfig()));
+    writeFile(data + "config.lua", configText(changes));
     writeFile(data + "demo.lua", baseSchedule);
 }
-
-std::string baseFixture() { return FIXTURE_DIR; }
 
 Directory::Directory()
 {
     char pattern[] = "/tmp/demotest-XXXXXX";
     if (!mkdtemp(pattern)) throw std::runtime_error("mkdtemp failed");
     root = pattern;
-    fs::copy(baseFixture() + "/data", root + "/data", fs::copy_options::recursive);
+    fs::copy(FIXTURE_DIR "/data", root + "/data", fs::copy_options::recursive);
 }
 
 Directory::~Directory()
@@ -222,9 +206,7 @@ void Directory::remove(const std::string& relative) const { fs::remove_all(file(
 
 void Directory::config(const std::map<std::string, std::string>& changes) const
 {
-    std::map<std::string, std::string> settings = defaultConfig();
-    for (const auto& [key, value] : changes) settings[key] = value;
-    write("data/config.lua", configText(settings));
+    write("data/config.lua", configText(changes));
 }
 
 void Directory::schedule(const std::string& lua) const { write("data/demo.lua", lua); }

@@ -18,13 +18,12 @@ struct Rgba {
 void writeRgbaPng(const std::string& path, int width, int height, const std::function<Rgba(int, int)>& colour);
 void writeSolidPng(const std::string& path, int width, int height, Rgba colour);
 
-// Writes a PNG of any colour type and bit depth from packed rows (top row first), with an
-// optional palette (RGB triples), tRNS chunk and Adam7 interlacing
+// A PNG of any colour type and bit depth, from packed rows (top row first)
 struct PngPicture {
     int width = 1, height = 1, colorType = 6, bitDepth = 8;
-    bool interlaced = false;
-    std::vector<uint8_t> palette;  // RGB triples for colour type 3
-    std::vector<uint8_t> trns;     // tRNS bytes as the PNG format stores them
+    bool interlaced = false;        // Adam7
+    std::vector<uint8_t> palette;   // RGB triples for colour type 3
+    std::vector<uint8_t> trns;      // palette alphas, or the grey or RGB sample that is transparent
     std::vector<std::vector<uint8_t>> rows;
 };
 void writePng(const std::string& path, const PngPicture& picture);
@@ -43,10 +42,10 @@ void writeSamples(const std::string& path, const std::vector<float>& samples, in
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text);
 
-// The settings tests start from: a windowed 800 x 600 run on the null sound output.
-std::map<std::string, std::string> defaultConfig();
-// Renders settings as data/config.lua; values are Lua literals ("true", "800", "\"auto\"")
-std::string configText(const std::map<std::string, std::string>& settings);
+// data/config.lua of the settings tests start from (a windowed 800 x 600 rehearsal on the null
+// sound output) with these changes: values are Lua literals ("true", "800", "\"auto\""), and an
+// empty one drops the key
+std::string configText(const std::map<std::string, std::string>& changes);
 
 // A fresh temporary directory with a copy of the base fixture's data/ (textures, shaders,
 // tracks, config, schedule); removed again when the object goes.
@@ -62,7 +61,7 @@ public:
     void write(const std::string& relative, const std::string& text) const;
     std::string read(const std::string& relative) const;
     void remove(const std::string& relative) const;
-    // data/config.lua from the defaults with these keys replaced (an empty value drops the key)
+    // data/config.lua as configText() makes it
     void config(const std::map<std::string, std::string>& changes) const;
     // data/demo.lua with this text
     void schedule(const std::string& lua) const;
@@ -74,11 +73,9 @@ private:
     std::string root;
 };
 
-// Where the build put the base fixture (a directory with data/ in it)
-std::string baseFixture();
-
-// Writes the base fixture's data/ under `root`: a texture for every picture the scenes bind,
-// one shader pair, a 1 s and a 150 s track, the settings above and every scene scheduled
-void writeBase(const std::string& root);
+// Writes the base fixture's data/ under `root` (the build puts it in FIXTURE_DIR): a texture for
+// every picture the scenes bind, one shader pair, a short and a 150 s track, every scene
+// scheduled, and the settings above with these changes
+void writeBase(const std::string& root, const std::map<std::string, std::string>& changes = {});
 
 }  // namespace fixture

@@ -2,8 +2,6 @@
 // KEY=VALUE arguments after it replace settings of its data/config.lua.
 #include <cstdio>
 #include <exception>
-#include <map>
-#include <string>
 
 #include "tests/support/fixture.h"
 
@@ -13,15 +11,13 @@ int main(int argc, char** argv)
         fprintf(stderr, "usage: makefixture <directory> [KEY=VALUE...]\n");
         return 1;
     }
+    std::map<std::string, std::string> changes;
+    for (int i = 2; i < argc; i++) {
+        std::string change = argv[i];
+        changes[change.substr(0, change.find('='))] = change.substr(change.find('=') + 1);
+    }
     try {
-        fixture::writeBase(argv[1]);
-        std::map<std::string, std::string> settings = fixture::defaultConfig();
-        for (int i = 2; i < argc; i++) {
-            std::string change = argv[i];
-            size_t equals = change.find('=');
-            settings[change.substr(0, equals)] = change.substr(equals + 1);
-        }
-        fixture::writeFile(std::string(argv[1]) + "/data/config.lua", fixture::configText(settings));
+        fixture::writeBase(argv[1], changes);
     } catch (const std::exception& error) {
         fprintf(stderr, "makefixture: %s\n", error.what());
         return 1;

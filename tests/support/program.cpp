@@ -42,12 +42,7 @@ Display::Display()
                                 quiet);
     close(channel[1]);
     char number[32] = {0};
-    ssize_t got = 0;
-    waitFor(10, [&] {
-        ssize_t n = read(channel[0], number + got, sizeof(number) - 1 - got);
-        if (n > 0) got += n;
-        return n == 0 || (got > 0 && number[got - 1] == '\n');
-    });
+    ssize_t got = read(channel[0], number, sizeof(number) - 1);  // once it listens, or nothing when it ends
     close(channel[0]);
     if (!started.ok() || got <= 0) throw std::runtime_error("Xvfb did not start: " + started.reason());
     display = ":" + std::string(number, strcspn(number, "\n"));
@@ -114,12 +109,13 @@ Ended Program::wait(double seconds)
         process.wait(5);
     }
     int status = process.status();
-    Ended ended;
-    ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    ended.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    ended.out = out();
-    ended.err = err();
-    return ended;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0, out(), err()};
+}
+
+Ended Program::quit()
+{
+    key("Escape");
+    return wait();
 }
 
 void Program::send(int signal)
@@ -159,6 +155,11 @@ std::string Program::window()
 
 std::string Program::title() { return xdotool("getwindowname " + window()); }
 
+bool Program::waitForTitle(const std::string& text, double seconds)
+{
+    return waitFor(seconds, [&] { return title().find(text) != std::string::npos; });
+}
+
 fixture::Rgba Program::centre()
 {
     if (!x) {
@@ -174,6 +175,31 @@ fixture::Rgba Program::centre()
     unsigned long pixel = XGetPixel(image, 0, 0);
     XDestroyImage(image);
     return {static_cast<uint8_t>(pixel >> 16), static_cast<uint8_t>(pixel >> 8), static_cast<uint8_t>(pixel), 255};
+}
+
+bool Program::waitForStatusAlone(double seconds)
+{
+    return waitFor(seconds, [&] {
+        std::string shown = title();
+        size_t rate = shown.find(" - FPS: ");
+        return rate != std::string::npos && shown.find(" - ", rate + 3) == std::string::npos;
+    });
+}
+
+bool Program::shows(const std::string& shades, double seconds)
+{
+    return waitFor(seconds, [&] { return shades.find(shade(centre())) != std::string::npos; });
+}
+
+char shade(fixture::Rgba seen)
+{
+    auto high = [](int level) { return level > 150; };
+    auto low = [](int level) { return level < 80; };
+    if (high(seen.r) && seen.r == seen.g && seen.g == seen.b) return 'w';
+    if (high(seen.r) && low(seen.g) && low(seen.b)) return 'r';
+    if (low(seen.r) && high(seen.g) && low(seen.b)) return 'g';
+    if (low(seen.r) && low(seen.g) && seen.b > 100) return 'b';
+    return '?';
 }
 
 // Keys go to the focused window (XTEST): SDL ignores events sent to a window directly.
@@ -201,19 +227,20 @@ int occurrences(const std::string& text, const std::string& needle)
     return found;
 }
 
-Ended run(const fixture::Directory& directory, std::vector<std::string> arguments, double seconds)
-{
-    Program program(directory, std::move(arguments));
-    program.start();
-    return program.wait(seconds);
-}
-
 std::vector<std::string> lines(const std::string& text)
 {
     std::vector<std::string> result;
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) result.push_back(line);
     return result;
+}
+
+std::vector<int> musicPositions(const std::string& log)
+{
+    std::vector<int> found;
+    for (const std::string& line : lines(log))
+        if (size_t at = line.find(" - Plot "); at != std::string::npos) found.push_back(std::stoi(line.substr(at + 8)));
+    return found;
 }
 
 std::vector<std::string> logLines(const std::string& log)

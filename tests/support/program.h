@@ -57,18 +57,28 @@ public:
     // Sends the program `signal` (SIGTERM, SIGINT, ...)
     void send(int signal);
 
+    // Presses Escape and waits for the end
+    Ended quit();
+
     std::string log() const;
     std::string out() const;
     std::string err() const;
     bool waitForLog(const std::string& text, double seconds = 15) const;
 
-    // The demo's window, found by process id and given the keyboard focus
     // The program's X server, for a window manager a test starts beside it
     const std::string& display() const { return server.name(); }
+    // The demo's window, found by process id and given the keyboard focus
     std::string window();
     std::string title();
+    // Whether the title comes to hold `text` within `seconds`
+    bool waitForTitle(const std::string& text, double seconds = 5);
+    // Whether the title comes to be the status line alone, nothing after its frame rate
+    bool waitForStatusAlone(double seconds = 5);
     // The colour at the centre of the window as the X server shows it
     fixture::Rgba centre();
+    // Whether the centre comes to show one of `shades` (see shade()) within `seconds`: a frame
+    // or two after a change the window may still show the one before
+    bool shows(const std::string& shades, double seconds = 5);
     void key(const std::string& keys);  // xdotool key names: "space", "shift+Left", "Escape"
     // Runs xdotool with these arguments on the program's display, "%w" standing for the
     // program's window; returns its output
@@ -85,14 +95,18 @@ private:
     struct _XDisplay* x = nullptr;  // a connection to the server, opened by centre()
 };
 
-// Starts the program and waits for its end
-Ended run(const fixture::Directory& directory, std::vector<std::string> arguments = {}, double seconds = 30);
+// How the fixture's flat pictures show on screen: 'w' white (drawn a little dimmer: a light
+// grey), 'r' red, 'g' green, 'b' blue or navy, '?' anything else (the loading screen's pink)
+char shade(fixture::Rgba seen);
 
 // The lines of a log without their "YYYY-MM-DD: HH:MM:SS - " prefix. The frame-rate counter's
 // "Plot" lines and the focus lines are left out: when they come depends on the machine's speed
 // and on the X server.
 std::vector<std::string> logLines(const std::string& log);
 std::vector<std::string> lines(const std::string& text);
+
+// The music positions of a log's "Plot" lines, in order
+std::vector<int> musicPositions(const std::string& log);
 
 // What a shell command writes on standard output
 std::string output(const std::string& command);

@@ -15,8 +15,13 @@ struct Line {
     int number;        // in the expected file
 };
 
+struct Step {
+    std::string name, action;  // the action: xdotool's arguments, "" for none
+    size_t through;            // the log lines expected by the step's end
+};
+
 struct Expected {
-    std::vector<std::string> steps;  // in file order, stdout and status excluded
+    std::vector<Step> steps;  // in file order, stdout and status excluded
     std::vector<Line> log, out, status;
 };
 
@@ -29,41 +34,19 @@ Expected readExpected(const std::string& path)
         number++;
         if (text.rfind("#", 0) == 0) continue;
         if (text.rfind("== ", 0) == 0) {
-            step = text.substr(3);
-            if (step != "stdout" && step != "status") expected.steps.push_back(step);
+            size_t colon = text.find(": ");
+            step = text.substr(3, colon - 3);
+            if (step == "stdout" || step == "status") continue;
+            size_t through = expected.steps.empty() ? 0 : expected.steps.back().through;
+            expected.steps.push_back({step, colon == std::string::npos ? "" : text.substr(colon + 2), through});
             continue;
         }
         std::vector<Line>& into = step == "stdout" ? expected.out : step == "status" ? expected.status : expected.log;
         into.push_back({text, step, number});
+        if (&into == &expected.log && text != "...") expected.steps.back().through++;
     }
     return expected;
 }
-
-// Log lines the file expects up to the end of `step`
-size_t linesThrough(const Expected& expected, const std::string& step)
-{
-    size_t count = 0;
-    for (const Line& line : expected.log)
-        if (line.text != "..." && std::find(expected.steps.begin(), expected.steps.end(), line.step) <=
-            std::find(expected.steps.begin(), expected.steps.end(), step))
-            count++;
-    return count;
-}
-
-}  // namespace
-
-bool matches(const std::string& pattern, const std::string& text)
-{
-    size_t star = pattern.find('*');
-    if (star == std::string::npos) return pattern == text;
-    if (text.compare(0, star, pattern, 0, star) != 0) return false;
-    std::string rest = pattern.substr(star + 1);
-    for (size_t from = star; from <= text.size(); from++)
-        if (matches(rest, text.substr(from))) return true;
-    return false;
-}
-
-namespace {
 
 // Reports the first difference between the expected lines and the actual ones. A "..." line
 // passes over actual lines up to the first that matches the expected line after it.
@@ -81,9 +64,9 @@ void compare(const std::string& file, const std::vector<Line>& expected, const s
             at++;
             continue;
         }
-        std::string where = "after the last expected line of " + file;
-        if (i < expected.size())
-            where = "step \"" + expected[i].step + "\", " + file + ":" + std::to_string(expected[i].number);
+        std::string where = i < expected.size()
+                                ? "step \"" + expected[i].step + "\", " + file + ":" + std::to_string(expected[i].number)
+                                : "after the last expected line of " + file;
         ADD_FAILURE() << what << " differs at " << where
                       << "\n  expected: " << (i < expected.size() ? expected[i].text : "(nothing more)")
                       << "\n  actual:   " << (at < actual.size() ? actual[at] : "(nothing more)");
@@ -93,25 +76,31 @@ void compare(const std::string& file, const std::vector<Line>& expected, const s
 
 }  // namespace
 
+bool matches(const std::string& pattern, const std::string& text)
+{
+    size_t star = pattern.find('*');
+    if (star == std::string::npos) return pattern == text;
+    if (text.compare(0, star, pattern, 0, star) != 0) return false;
+    std::string rest = pattern.substr(star + 1);
+    for (size_t from = star; from <= text.size(); from++)
+        if (matches(rest, text.substr(from))) return true;
+    return false;
+}
+
 std::string dataFile(const std::string& name) { return std::string(TEST_DATA_DIR) + "/" + name; }
 
-void check(const fixture::Directory& directory, const std::string& expectedName, const std::vector<Step>& steps,
+void check(const fixture::Directory& directory, const std::string& expectedName,
            const std::vector<std::string>& arguments)
 {
     Expected expected = readExpected(dataFile(expectedName));
-    std::vector<std::string> names;
-    for (const Step& step : steps) names.push_back(step.name);
-    ASSERT_EQ(names, expected.steps) << "the steps of " << expectedName;
-
     program::Program demo(directory, arguments);
     demo.start();
-    for (const Step& step : steps) {
+    for (const Step& step : expected.steps) {
         if (!step.action.empty()) {
-            demo.window();  // focused, so keys reach it
+            demo.window();  // found and focused, so that keys reach it
             demo.xdotool(step.action);
         }
-        size_t wanted = linesThrough(expected, step.name);
-        program::waitFor(15, [&] { return program::logLines(demo.log()).size() >= wanted; });
+        program::waitFor(15, [&] { return program::logLines(demo.log()).size() >= step.through; });
     }
     program::Ended result = demo.wait();
     compare(expectedName, expected.log, program::logLines(demo.log()), "The log");

@@ -1,20 +1,21 @@
 // Golden transcripts: a scripted run of the real program compared with an expected file under
-// tests/data/, written by hand. The file lists the log (date prefix stripped, "Plot" lines left
-// out), then standard output, then the exit status:
+// tests/data/, written by hand. The file gives the steps of the run, each with the lines the
+// program logs after it (date prefix stripped, "Plot" lines left out), then standard output,
+// then the exit status:
 //
 //   # a comment
-//   == start                 a step: the lines the program logs after its action
+//   == start                 a step without an action: the lines logged from the start
 //   Demo: Starting now!
 //   OpenGL: Vendor: *        a * stands for a value the system does not define
+//   == seek: key Right Return  a step: xdotool's arguments ("%w" the program's window), then
 //   ...                      any lines, up to the first that matches the next expected line
 //   == stdout
 //   Time: 0:5:0
 //   == status
 //   0
 //
-// The steps must be named in the file in the order the test runs them. After each step's action
-// the runner waits until the log holds at least as many lines as the file expects by then; a
-// failure names the step and the first line that differs.
+// After each step's action the runner waits until the log holds at least as many lines as the
+// file expects by then; a failure names the step and the first line that differs.
 #pragma once
 
 #include <string>
@@ -24,14 +25,9 @@
 
 namespace transcript {
 
-struct Step {
-    std::string name;
-    std::string action;  // xdotool arguments, "%w" the program's window; "" for none
-};
-
-// Runs the demo in `directory` with `arguments` through `steps`, the last of which must end
-// it, and compares the log, standard output and status with tests/data/<expected>
-void check(const fixture::Directory& directory, const std::string& expected, const std::vector<Step>& steps,
+// Runs the demo in `directory` with `arguments` through the steps of tests/data/<expected>, the
+// last of which must end it, and compares its log, standard output and status with the file's
+void check(const fixture::Directory& directory, const std::string& expected,
            const std::vector<std::string>& arguments = {});
 
 // True when `text` is `pattern` with each "*" standing for any run of characters

@@ -45,13 +45,10 @@ TEST(SyncEditor, KeysServedInARehearsalAreSavedThenShownAndCaptured)
     const std::string saved = bytes(
         {3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x3E, 0, 160, 0, 0, 0, 0, 0, 0, 0x3F, 1, 192, 0, 0, 0, 0, 0, 0x80, 0x3F, 0});
     EXPECT_TRUE(program::waitFor(5, [&] { return directory.read("data/sync/track_test/level-3Ared.track") == saved; }));
-    std::string title;
-    EXPECT_TRUE(program::waitFor(
-        5, [&] { return (title = rehearsal.title()).find(" - Sync editor connected") != title.npos; }));
+    EXPECT_TRUE(rehearsal.waitForTitle(" - Sync editor connected")) << rehearsal.title();
     EXPECT_TRUE(shows(rehearsal, 255)) << "past row 192";
     EXPECT_EQ(program::occurrences(rehearsal.log(), "reading data/ once"), 0) << "the demo's own save reloads nothing";
-    rehearsal.key("Escape");
-    EXPECT_EQ(rehearsal.wait().status, 0);
+    EXPECT_EQ(rehearsal.quit().status, 0);
 
     // A showing reads the file, and opens no socket: 0.125 for the first ten seconds.
     directory.config({{"SYNC_EDITOR", "\"" + editor.address() + "\""}, {"DEBUG", "false"}});
@@ -60,8 +57,7 @@ TEST(SyncEditor, KeysServedInARehearsalAreSavedThenShownAndCaptured)
     showing.start();
     EXPECT_TRUE(shows(showing, 32));
     EXPECT_FALSE(editor.accept(0));
-    showing.key("Escape");
-    EXPECT_EQ(showing.wait().status, 0);
+    EXPECT_EQ(showing.quit().status, 0);
 
     // A capture of 10 to 12.5 s, four frames a second, draws each frame at its own moment.
     ASSERT_EQ(std::system(("cd " + directory.path() + " && mkdir frames && " + TRACKS_CAPTURE +

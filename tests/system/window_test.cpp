@@ -41,8 +41,7 @@ TEST(ColourDepth, FifteenAndInvalidDepthsSurviveAResize)
         ASSERT_TRUE(program.waitForLog("Demo: Starting now!")) << program.err();
         program.xdotool("windowsize %w 640 480");
         ASSERT_TRUE(program.waitForLog("OpenGL: resize: 640x480")) << program.err();
-        program.key("Escape");
-        EXPECT_EQ(program.wait().status, 0) << "-b " << bpp << ": " << program.err();
+        EXPECT_EQ(program.quit().status, 0) << "-b " << bpp << ": " << program.err();
         std::string log = program.log();
         bool reported = log.find("Invalid BPP, must be 8, 15, 16, 24 or 32. Trying current bpp.",
                                  log.find("Window: Resize: 640x480")) != std::string::npos;
@@ -59,13 +58,12 @@ TEST(Window, RehearsalTitleShowsTheStatusLineEverySecondAndPausedOrRunning)
     const std::regex status(R"(Scene: [0-5]/6 - Time: 0:\d{1,2}/2:30 - FPS: ..)");
     std::string title;
     EXPECT_TRUE(program::waitFor(15, [&] { return std::regex_match(title = program.title(), status); })) << title;
-    program.key("space");
-    EXPECT_TRUE(program::waitFor(5, [&] { return (title = program.title()) == "Paused"; })) << title;
-    program.key("space");
-    EXPECT_TRUE(program::waitFor(5, [&] { return (title = program.title()) == "Running"; })) << title;
+    for (const char* shown : {"Paused", "Running"}) {
+        program.key("space");
+        EXPECT_TRUE(program::waitFor(5, [&] { return (title = program.title()) == shown; })) << title;
+    }
     EXPECT_TRUE(program::waitFor(5, [&] { return std::regex_match(title = program.title(), status); })) << title;
-    program.key("Escape");
-    EXPECT_EQ(program.wait().status, 0);
+    EXPECT_EQ(program.quit().status, 0);
 }
 
 TEST(Window, F1LeavesAFullscreenStartAndComesBack)
@@ -83,8 +81,7 @@ TEST(Window, F1LeavesAFullscreenStartAndComesBack)
     EXPECT_TRUE(settlesAt(program, "800x600")) << "windowed";
     program.key("F1");
     EXPECT_TRUE(settlesAt(program, "1280x1024")) << "fullscreen again";
-    program.key("Escape");
-    EXPECT_EQ(program.wait().status, 0) << program.err();
+    EXPECT_EQ(program.quit().status, 0) << program.err();
 }
 
 }  // namespace
