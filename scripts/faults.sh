@@ -5,7 +5,8 @@
 #   scripts/faults.sh TREE [BUILD_DIR] [FAULT_NUMBER...]
 # Writes TREE/faults-result.txt. The content tests are left out: they check the generated
 # pictures and track, which no fault here touches. FAULT_TARGETS (default: all) names the
-# targets to rebuild; the first failing test ends a run.
+# targets to rebuild and FAULT_TESTS (default: all) a ctest -R pattern of the tests to run; the
+# first failing test ends a run.
 set -u
 tree=$(cd "${1:?usage: faults.sh TREE [BUILD_DIR] [N...]}" && pwd)
 build=${2:-$tree/build}
@@ -92,7 +93,7 @@ for i in "${!faults[@]}"; do
         verdict="NOT APPLIED"
     elif ! cmake --build "$build" -j2 --target ${FAULT_TARGETS:-all} > "$build/fault-$n-build.log" 2>&1; then
         verdict="NOT BUILT"
-    elif (cd "$build" && bash "$tree/scripts/with-display.sh" ctest -j2 -E '^(Generator|Pictures|Soundtrack)\.|^contenttests' --stop-on-failure \
+    elif (cd "$build" && bash "$tree/scripts/with-display.sh" ctest -j2 -E '^(Generator|Pictures|Soundtrack)\.|^contenttests' ${FAULT_TESTS:+-R "$FAULT_TESTS"} --stop-on-failure \
             > "fault-$n-ctest.log" 2>&1); then
         verdict=missed
         missed=$((missed + 1))
