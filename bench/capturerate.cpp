@@ -14,19 +14,20 @@
 #include <csignal>
 #include <cstdio>
 
+#include "bench/measure.h"
 #include "capture/encoder.h"
 #include "capture/frames.h"
 #include "capture/options.h"
 #include "capture/output.h"
 #include "capture/recorder.h"
 #include "capture/soundtrack.h"
+#include "framework/clock.h"
 #include "framework/music.h"
 #include "framework/script.h"
-#include "tests/support/measure.h"
 
 namespace {
 
-double wallSeconds() { return measure::steadyMs() / 1000; }
+double wallSeconds() { return steadyMs() / 1000; }
 
 struct Pass {
     double fps, cpuPerFrame;

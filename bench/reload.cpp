@@ -28,13 +28,13 @@
 #include <unistd.h>
 #include <vector>
 
+#include "bench/measure.h"
+#include "framework/clock.h"
 #include "tests/support/fixture.h"
-#include "tests/support/measure.h"
 #include "tests/support/program.h"
 
 namespace fs = std::filesystem;
 using measure::median;
-using measure::steadyMs;
 using program::occurrences;
 
 namespace {

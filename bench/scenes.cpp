@@ -15,16 +15,17 @@
 #include <cstdlib>
 #include <string>
 
+#include "bench/measure.h"
 #include "framework/audio.h"
+#include "framework/clock.h"
 #include "framework/config.h"
 #include "framework/demo.h"
 #include "framework/music.h"
 #include "framework/opengl.h"
-#include "framework/timer.h"
 #include "framework/timeline.h"
+#include "framework/timer.h"
 #include "framework/window.h"
 #include "scenes/show.h"
-#include "tests/support/measure.h"
 
 namespace {
 
@@ -38,8 +39,8 @@ void timeFrames(const char* scene, int ms, double seconds, bool wait)
         demo.draw();
     }
     int frames = 0;
-    double wallStart = measure::steadyMs() / 1000, processorStart = measure::processorSeconds();
-    while (measure::steadyMs() / 1000 - wallStart < seconds) {
+    double wallStart = steadyMs() / 1000, processorStart = measure::processorSeconds();
+    while (steadyMs() / 1000 - wallStart < seconds) {
         if (wait)
             window.update();
         else
@@ -49,7 +50,7 @@ void timeFrames(const char* scene, int ms, double seconds, bool wait)
         demo.draw();
         frames++;
     }
-    double wall = measure::steadyMs() / 1000 - wallStart, processor = measure::processorSeconds() - processorStart;
+    double wall = steadyMs() / 1000 - wallStart, processor = measure::processorSeconds() - processorStart;
     printf("%-14s %4dx%-4d %-9s %7.1f fps %7.2f ms CPU/frame %7.2f ms wall/frame\n", scene, Config::width,
            Config::height, wait ? "program" : "no-wait", frames / wall, 1000 * processor / frames, 1000 * wall / frames);
 }

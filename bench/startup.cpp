@@ -24,8 +24,9 @@
 #include <thread>
 #include <vector>
 
+#include "bench/measure.h"
+#include "framework/clock.h"
 #include "tests/support/fixture.h"
-#include "tests/support/measure.h"
 #include "tests/support/program.h"
 
 namespace fs = std::filesystem;
@@ -36,10 +37,10 @@ namespace {
 template <typename Done>
 double timeUntil(program::Program& program, Done done)
 {
-    double start = measure::steadyMs();
+    double start = steadyMs();
     program.start();
-    while (!done() && measure::steadyMs() - start < 60000) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return measure::steadyMs() - start;
+    while (!done() && steadyMs() - start < 60000) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return steadyMs() - start;
 }
 
 // The window's centre shows a scene: neither the black of a window not drawn yet nor the

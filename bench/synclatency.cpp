@@ -13,9 +13,10 @@
 #include <string>
 #include <vector>
 
+#include "bench/measure.h"
+#include "framework/clock.h"
 #include "tests/support/editor.h"
 #include "tests/support/fixture.h"
-#include "tests/support/measure.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -30,11 +31,11 @@ std::vector<double> keysToScreen(StandInEditor& editor, program::Program& demo, 
     for (int i = 0; i < samples; i++) {
         bool high = i % 2 == 0;
         int red = high ? 191 : 64;
-        double sent = measure::steadyMs();
+        double sent = steadyMs();
         editor.send(keyOf(high));
-        while (std::abs(demo.centre().r - red) > 1 && measure::steadyMs() - sent < 5000) {
+        while (std::abs(demo.centre().r - red) > 1 && steadyMs() - sent < 5000) {
         }
-        times.push_back(measure::steadyMs() - sent);
+        times.push_back(steadyMs() - sent);
     }
     return times;
 }

@@ -2,6 +2,7 @@
 #include "clock.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 
 namespace {
@@ -13,6 +14,11 @@ const double BUCKET_MS = 250.0;
 const double FELL_BEHIND_MS = 30.0;
 
 }  // namespace
+
+double steadyMs()
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
 
 Clock::Clock()
     : held(0.0), frozen(false), bucketCount(0), recentCount(0), live(false), lastDevice(-1.0), lastLatency(-1.0),

@@ -11,6 +11,10 @@
 // Depends on: nothing but the C++ standard library. Owns: the readings it has learnt from.
 #pragma once
 
+// Milliseconds on the steady clock: the readings' wall time, and the time base of whatever is
+// timed beside them (a rebuild, the tests that set the clock against what was heard)
+double steadyMs();
+
 // One look at the output, taken at one moment
 struct Reading {
     double wall;     // ms on the steady clock

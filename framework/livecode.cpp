@@ -14,7 +14,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,6 +22,7 @@
 #include <regex>
 #include <sstream>
 
+#include "clock.h"
 #include "guard.h"
 #include "logger.h"
 #include "watcher.h"
@@ -32,11 +32,6 @@ static const char* const moduleTarget = "scenemodule";
 static const char* const moduleFile = "/scenes.so";
 
 // ---- Where the sources and the build are --------------------------------------------------------
-
-static double seconds()
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 static std::string directory(const char* variable, const char* built)
 {
@@ -174,7 +169,7 @@ void Livecode::launch(const std::string& file)
     Process::Setting setting;
     setting.in = Process::nowhere;
     setting.out = setting.err = output;
-    began = seconds();
+    began = steadyMs();
     Result started = build.start({"cmake", "--build", buildDirectory(), "--target", moduleTarget}, setting);
     if (!started.ok()) {
         logger << "Livecode: Cannot rebuild the scenes, " << started.reason() << std::endl;
@@ -186,7 +181,7 @@ void Livecode::launch(const std::string& file)
 Result Livecode::update()
 {
     if (step == Step::Idle || build.running()) {
-        if (step == Step::Vetting && seconds() - began > Guard::bound) {
+        if (step == Step::Vetting && steadyMs() - began > Guard::bound * 1000) {
             build.stop();
             build.wait(-1);
             step = Step::Idle;
@@ -259,7 +254,7 @@ static std::string firstError(const std::string& text, const std::string& source
 Result Livecode::finish()
 {
     char took[32];
-    snprintf(took, sizeof(took), "%.2f s", seconds() - began);
+    snprintf(took, sizeof(took), "%.2f s", (steadyMs() - began) / 1000);
     std::string text = readAll(output);
     if (WIFEXITED(build.status()) && WEXITSTATUS(build.status()) == 0) {
         logger << "Livecode: Built in " << took << std::endl;
@@ -346,7 +341,7 @@ Result Livecode::load()
         drop(candidate);
         return Result::refuse("Cannot load the rebuilt scenes: " + started.reason());
     }
-    began = seconds();
+    began = steadyMs();
     step = Step::Vetting;
     return Result();
 }

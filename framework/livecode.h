@@ -116,7 +116,7 @@ private:
     Step step;
     Process build;               // the build, then the vetting of what it made
     int output;                  // what the build writes, then what the vetting says: a memory file
-    double began;                // when the build or the vetting started, in seconds
+    double began;                // when the build or the vetting started, in ms
     std::string waiting;         // a file saved while the build runs: it is stopped, and another follows
     Version program, running, previous, arriving;  // the program's own scenes, and the three versions
     Version candidate;           // built, being vetted

@@ -12,7 +12,6 @@
 #include <sndfile.h>
 #include <unistd.h>
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <vector>
 
@@ -35,12 +34,6 @@ const int BUFFERS_PER_SECOND = 8;
 // The longest analysis window, in samples: 8192 spectrum values need twice that
 const int MAX_WAVE = 16384;
 const int MAX_SPECTRUM = MAX_WAVE / 2;
-
-// Milliseconds on the steady clock
-double wallMs()
-{
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 // How long the device is watched when the track opens, so that the clock knows the output's
 // timing from the first frame: long enough to see a few mixer periods come in
@@ -290,7 +283,7 @@ Reading Stream::look(ALuint source, ALint& state)
     ALint64SOFT offset[2] = { 0, 0 };
     for (int tries = 0; tries < 3; tries++) {
         alcGetInteger64vSOFT(audio.system, ALC_DEVICE_CLOCK_LATENCY_SOFT, 2, device);
-        reading.wall = wallMs();
+        reading.wall = steadyMs();
         if (!source) break;
         alGetSourcei64vSOFT(source, AL_SAMPLE_OFFSET_CLOCK_SOFT, offset);
         if (offset[1] == device[0]) break;
@@ -306,9 +299,9 @@ Reading Stream::look(ALuint source, ALint& state)
 
 void Stream::watchDevice()
 {
-    double start = wallMs();
+    double start = steadyMs();
     ALint state;
-    while (wallMs() - start < WATCH_MS) {
+    while (steadyMs() - start < WATCH_MS) {
         clock.read(look(0, state), clock.held);
         usleep(250);
     }

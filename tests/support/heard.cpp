@@ -16,8 +16,8 @@
 #include <numeric>
 #include <thread>
 
+#include "framework/clock.h"
 #include "tests/support/fixture.h"
-#include "tests/support/measure.h"
 #include "tests/support/noise.h"
 #include "tests/support/program.h"
 
@@ -108,7 +108,7 @@ private:
     {
         std::vector<float> block(2 * FRAGMENT);
         while (!stopping && pa_simple_read(monitor, block.data(), block.size() * sizeof(float), nullptr) == 0) {
-            double stamp = measure::steadyMs();
+            double stamp = steadyMs();
             for (int i = 0; i < FRAGMENT; i++) samples.push_back(block[2 * i]);
             firstRendered = std::min(firstRendered, stamp - samples.size() * 1000.0 / RATE);
         }

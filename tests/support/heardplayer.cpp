@@ -11,8 +11,8 @@
 #include <thread>
 
 #include "framework/audio.h"
+#include "framework/clock.h"
 #include "framework/music.h"
-#include "tests/support/measure.h"
 
 namespace {
 
@@ -24,14 +24,14 @@ double next;  // steady ms of the next frame
 // Frames for `ms` on a steady grid, so that one that comes late does not move those after it
 void play(int ms)
 {
-    next = std::max(next, measure::steadyMs());
+    next = std::max(next, steadyMs());
     for (double end = next + ms; next < end; next += FRAME_MS) {
         std::this_thread::sleep_until(std::chrono::steady_clock::time_point(
             std::chrono::microseconds(static_cast<long long>(next * 1000))));
         audio.update();
-        double before = measure::steadyMs();
+        double before = steadyMs();
         int position = music.getPosition();
-        std::fprintf(out, "frame %.3f %.3f %d\n", before, measure::steadyMs(), position);
+        std::fprintf(out, "frame %.3f %.3f %d\n", before, steadyMs(), position);
     }
 }
 
@@ -51,7 +51,7 @@ int main(int argc, char** argv)
             play(ms);
             continue;
         }
-        std::fprintf(out, "event %s %.3f\n", name.c_str(), measure::steadyMs());
+        std::fprintf(out, "event %s %.3f\n", name.c_str(), steadyMs());
         if (name == "start") music.start();
         if (name == "seek") music.setPosition(static_cast<unsigned int>(ms));
         if (name == "pause" || name == "resume") music.setPause(name == "pause");

@@ -1,17 +1,11 @@
-// Measuring: the steady clock and getrusage.
-#include "tests/support/measure.h"
+// Measuring: getrusage and a median.
+#include "bench/measure.h"
 
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <chrono>
 
 namespace measure {
-
-double steadyMs()
-{
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 double processorSeconds()
 {

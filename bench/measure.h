@@ -1,13 +1,11 @@
-// Measuring, for the benchmarks and the timed tests: the two clocks they time with and the
-// middle of a set of figures.
+// Measuring, for the benchmarks: processor time and the middle of a set of figures (wall time
+// is steadyMs(), framework/clock.h).
 #pragma once
 
 #include <vector>
 
 namespace measure {
 
-// Milliseconds on the steady clock
-double steadyMs();
 // Seconds of processor time this process has used, every thread of it (a software renderer's
 // among them), user and system
 double processorSeconds();
