@@ -1,6 +1,7 @@
 // Live scene code in process: the program's scenes drawn for a while, then the scene module of
 // the project's own build swapped in, drawn on. What the scenes carry from frame to frame must
 // stand where a showing without the swap has it, frame for frame.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "framework/demo.h"
@@ -31,14 +32,6 @@ Result rebuilt(const std::vector<std::string>& saved)
     return built;
 }
 
-int count(const std::vector<std::string>& lines, const std::string& start)
-{
-    return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.rfind(start, 0) == 0; }));
-}
-
-// A rebuilt show that lost every scene but the greets
-void greetsOnly() { demo.addScene("greets", new IdleScene()); }
-
 // Only plain values are kept, their bytes being the value: keeping a string (which points into
 // the memory of the module that made it) does not compile.
 template <typename T, typename = void>
@@ -56,23 +49,22 @@ TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
     scene("intro", 6000, 10);        // the arm shaking up from -0.07, 0.004 a frame
     scene("solardistrict", 76000, 25);
     scene("riderideranke", 50000, 30);
-    int rotation = district().rotation, view = district().view;
-    std::vector<unsigned int> book = effects.animationFrames;
-    double page = effects.animationPosition;
+    auto carried = [] {
+        return std::tuple(district().rotation, district().view, effects.animationFrames, effects.animationPosition);
+    };
+    const auto running = carried();
     Scene* before = demo.scenes["guillotine"];
 
     drawing::LogCapture log;
     Result built = rebuilt({"scenes/intro.cpp", "scenes/guillotine.cpp"});
     ASSERT_NE(livecode.arrived(), nullptr) << built.reason();
-    EXPECT_EQ(count(log.lines(), "Livecode: Built in "), 1) << "a save during a build stops it";
+    EXPECT_THAT(log.lines(), testing::Contains(testing::StartsWith("Livecode: Built in ")).Times(1))
+        << "a save during a build stops it";
     demo.swapScenes(livecode.arrived());
     ASSERT_NE(demo.scenes["guillotine"], before) << "the module's scenes run now";
     EXPECT_TRUE(livecode.guarded());
 
-    EXPECT_EQ(district().rotation, rotation) << "init set it to 0; the swap gave it back";
-    EXPECT_EQ(district().view, view);
-    EXPECT_EQ(effects.animationFrames, book) << "init appended the rider's frames again";
-    EXPECT_EQ(effects.animationPosition, page);
+    EXPECT_EQ(carried(), running) << "init set the rotation to 0 and appended the rider's frames again";
 
     drawing::blankFrame();  // the district left its lighting on
     scene("guillotine", 62500, 60);
@@ -81,16 +73,17 @@ TEST(Livecode, SwappedScenesGoOnFromTheValuesTheRunningOnesKept)
     EXPECT_NEAR(drawing::armOffset(), -0.07f + 0.004f * 10, onePixel) << "the eleventh shake";
 }
 
-// The schedule still names scenes the rebuilt show lacks: the running scenes play on.
+// The schedule still names scenes the rebuilt show, which lost all but the greets, lacks: the
+// running scenes play on.
 TEST(Livecode, RebuiltScenesTheScheduleCannotFindAreRefused)
 {
     std::map<std::string, Scene*> running = demo.scenes;
     drawing::LogCapture log;
-    demo.swapScenes(greetsOnly);
+    demo.swapScenes([] { demo.addScene("greets", new IdleScene()); });
     EXPECT_EQ(demo.scenes, running);
-    EXPECT_EQ(count(log.lines(), "Livecode: The rebuilt scenes were not swapped in, the running scenes play on: "
-                                 "Script: Error! data/demo.lua:1: addSceneToTimeline: no scene is registered as intro"),
-              1);
+    EXPECT_THAT(log.lines(), testing::Contains("Livecode: The rebuilt scenes were not swapped in, the running scenes "
+                                               "play on: Script: Error! data/demo.lua:1: addSceneToTimeline: no "
+                                               "scene is registered as intro").Times(1));
 }
 
 // A value whose type changed, even to one of the same size, starts from what the new scene gives

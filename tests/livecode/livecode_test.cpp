@@ -15,7 +15,6 @@
 
 namespace fs = std::filesystem;
 
-using fixture::Directory;
 using program::Program;
 using program::waitFor;
 using testing::HasSubstr;
@@ -47,29 +46,25 @@ protected:
         original = fixture::readFile(credits);
         lists = fixture::readFile(sources + "/CMakeLists.txt");
         directory.schedule("addSceneToTimeline(\"credits\", 0, 150000)\n");
+        demo.environment("DEMO_SCENES", sources);
+        demo.environment("DEMO_SCENES_BUILD", std::string(LIVECODE_DIR) + "/build");
     }
     void TearDown() override
     {
+        demo.wait(0);  // a case stopped by a failure leaves it rebuilding: ended before the sources go back
         fixture::writeFile(credits, original);
         fixture::writeFile(sources + "/CMakeLists.txt", lists);
         for (const char* added : {"/.#credits.cpp", "/fault.h"}) fs::remove(sources + added);
     }
 
-    void start(Program& demo)
-    {
-        demo.environment("DEMO_SCENES", sources);
-        demo.environment("DEMO_SCENES_BUILD", std::string(LIVECODE_DIR) + "/build");
-        demo.start();
-    }
-
     std::string original, lists;
-    Directory directory;
+    fixture::Directory directory;
+    Program demo{directory};
 };
 
 TEST_F(Rehearsal, SavedSceneShowsAndACompileErrorKeepsTheOldOneUntilFixed)
 {
-    Program demo(directory);
-    start(demo);
+    demo.start();
     ASSERT_TRUE(demo.waitForLog("Livecode: Rebuilding the scenes on every save in " + sources + "\n", 20));
     ASSERT_TRUE(demo.shows("wb", 10));
 
@@ -136,7 +131,6 @@ TEST_F(Rehearsal, EveryFaultOfRebuiltScenesRollsBackToTheScenesBeforeAndTheNextS
         {"none", ""},
     };
     directory.write("fault", "none");
-    Program demo(directory);
     // Plants `fault` and saves: the module loads again. False when it should swap in and does not
     auto plant = [&](const std::string& fault) {
         int swaps = program::occurrences(demo.log(), swapped);
@@ -145,7 +139,7 @@ TEST_F(Rehearsal, EveryFaultOfRebuiltScenesRollsBackToTheScenesBeforeAndTheNextS
         bool swapsIn = fault.rfind("draw", 0) == 0 || fault == "none";
         return !swapsIn || waitFor(60, [&] { return program::occurrences(demo.log(), swapped) > swaps; });
     };
-    start(demo);
+    demo.start();
     ASSERT_TRUE(demo.waitForLog("Livecode: Rebuilding the scenes on every save in ", 20));
     fixture::writeFile(credits, fixture::readFile(FAULTY_CREDITS));
     ASSERT_TRUE(demo.waitForLog(swapped, 90));
@@ -180,8 +174,7 @@ TEST_F(Rehearsal, AShowingWatchesAndBuildsNothing)
     directory.config({{"DEBUG", "false"}});
     const std::string module = std::string(LIVECODE_DIR) + "/build/scenes.so";
     const auto built = fs::last_write_time(module);
-    Program demo(directory);
-    start(demo);
+    demo.start();
     ASSERT_TRUE(demo.shows("w", 20)) << "the credits are drawn";
     for (const auto& entry : fs::directory_iterator("/proc/" + demo.xdotool("getwindowpid %w") + "/fd"))
         EXPECT_NE(fs::read_symlink(entry.path()).string(), "anon_inode:inotify");

@@ -1,13 +1,9 @@
 // Reload on save: the real program rehearsing the credits (one picture filling the window)
 // while its data/ is saved as an editor saves it, and spoilt as an author might spoil it; seen
-// through the log, the title and the window. How saves are grouped into one reload, which
-// folders and links are watched, and what a save made during a reload does, are tested in
-// process (inprocess/rehearsal_test.cpp); a showing, which watches nothing, with the live code
-// (livecode/livecode_test.cpp).
+// through the log, the title and the window. Which saves make one reload, and what a save made
+// during a reload does: inprocess/rehearsal_test.cpp; a showing: livecode/livecode_test.cpp.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <sys/stat.h>
 
 #include <filesystem>
 #include <functional>
@@ -26,11 +22,19 @@ const std::string creditsPicture = "data/textures/credits.png";
 const std::string reloaded = "Demo: Reload done. Chaning time to ";
 const std::string refused = "Watcher: Reload refused, the running version plays on: ";
 
-// An author's slip, and its repair: `file` put back as it was, unless `mend` says otherwise.
+using Writer = std::function<void(const std::string& path)>;
+
+Writer text(const std::string& contents)
+{
+    return [=](const std::string& path) { fixture::writeFile(path, contents); };
+}
+
+// An author's slip, saved into `file`, and its repair: `file` saved back as it was, unless
+// `mend` says otherwise.
 struct Mistake {
     std::string message;  // in the log and after the status line in the title
     std::string file;
-    std::function<void()> spoil;
+    Writer spoil;
     bool taken = false;  // reloaded all the same, with the message as a warning
     std::function<void()> mend = nullptr;
 };
@@ -48,18 +52,10 @@ protected:
     void TearDown() override { EXPECT_EQ(demo.quit().status, 0); }
 
     // Writes a file as editors do: a temporary file renamed into place.
-    void save(const std::string& relative, const std::function<void(const std::string&)>& write)
+    void save(const std::string& relative, const Writer& write)
     {
         write(directory.file(relative + ".new"));
         fs::rename(directory.file(relative + ".new"), directory.file(relative));
-    }
-    void save(const std::string& relative, const std::string& text)
-    {
-        save(relative, [&](const std::string& path) { fixture::writeFile(path, text); });
-    }
-    std::function<void()> saving(const std::string& relative, const std::string& text)
-    {
-        return [=] { save(relative, text); };
     }
     int reloads() { return occurrences(demo.log(), reloaded); }
 
@@ -67,12 +63,11 @@ protected:
     // and clears the title; the music never starts again, so it goes on from where it was.
     void spoilAndMend(const Mistake& mistake)
     {
-        const bool existed = fs::exists(directory.file(mistake.file));
-        const std::string original = existed ? directory.read(mistake.file) : "";
+        const std::string original = directory.read(mistake.file);
         int before = reloads();
         const std::string said = (mistake.taken ? "" : refused) + mistake.message;
         int saidBefore = occurrences(demo.log(), said);
-        mistake.spoil();
+        save(mistake.file, mistake.spoil);
         // A warning is logged while the reload it belongs to is still going on: its end is awaited.
         ASSERT_TRUE(waitFor(20, [&] {
             return occurrences(demo.log(), said) > saidBefore && reloads() >= before + mistake.taken;
@@ -82,8 +77,7 @@ protected:
         EXPECT_THAT(demo.title(), testing::StartsWith("Scene: 0/6 - Time: ")) << "the status line comes first";
 
         if (mistake.mend) mistake.mend();
-        else if (existed) save(mistake.file, original);
-        else directory.remove(mistake.file);
+        else save(mistake.file, text(original));
         ASSERT_TRUE(waitFor(20, [&] { return reloads() == before + mistake.taken + 1; })) << mistake.message;
         EXPECT_TRUE(demo.waitForStatusAlone()) << "still in the title: " << demo.title();
         std::vector<int> heard = program::musicPositions(demo.log());
@@ -101,46 +95,37 @@ protected:
 // the tests' own user when that is root: the demo runs as "nobody" where there is one.
 TEST_F(SavingInRehearsal, MistakesKeepItPlayingWithTheErrorInLogAndTitleUntilMended)
 {
-    const std::string schedule = "data/demo.lua", pipe = "data/textures/pipe.png", folder = "data/textures/private";
-    // One row for each way a save can fail; what the schedule's sandbox refuses, and what it
-    // stops at its limits, is tested in process.
+    const std::string schedule = "data/demo.lua", folder = "data/textures/private";
+    // One row for each way a save can fail. What the schedule's sandbox refuses, and a picture
+    // gone that a scene binds, are tested in process; a pipe is refused as it is at start-up.
     std::vector<Mistake> mistakes = {
         {"Script: Error! data/demo.lua:1: ')' expected near '150000'", schedule,
-         saving(schedule, "addSceneToTimeline(\"credits\", 0 150000)\n")},
+         text("addSceneToTimeline(\"credits\", 0 150000)\n")},
         {"Image: Error! data/textures/credits.png could not be decoded!", creditsPicture,
-         saving(creditsPicture, "\x89PNG\r\n\x1a\n and no chunks")},
-        {"Texture manager: Error! data/textures/credits.png does not exist, and the credits scene binds it!",
-         creditsPicture, [&] { fs::rename(directory.file(creditsPicture), directory.file("data/textures/c.png")); }},
-        {"Image: Error! data/textures/pipe.png is not a regular file!", pipe,
-         [&] { ASSERT_EQ(mkfifo(directory.file(pipe).c_str(), 0644), 0); }},
+         text("\x89PNG\r\n\x1a\n and no chunks")},
         {"data/shaders/plain.vert, data/shaders/plain.frag: Shader: Error linking program ", "data/shaders/plain.vert",
-         saving("data/shaders/plain.vert", "void helper() {}\n")},
+         text("void helper() {}\n")},
         {"Texture manager: Warning! data/textures/credits.png: fewer than four components, drawn garbled",
          creditsPicture,
-         [&] {
-             save(creditsPicture, [](const std::string& path) {
-                 fixture::writePng(path, {1, 1, 2, 8, false, {}, {}, {{200, 100, 50}}});
-             });
-         },
+         [](const std::string& path) { fixture::writePng(path, {1, 1, 2, 8, false, {}, {}, {{200, 100, 50}}}); },
          true},
     };
     if (asUser) {
-        mistakes.push_back({"Image: Error! data/textures/credits.png is unreadable!", creditsPicture, [&] {
-                                save(creditsPicture, [&](const std::string& path) {
-                                    fs::copy_file(directory.file(creditsPicture), path);
-                                    fs::permissions(path, fs::perms::none);
-                                });
+        mistakes.push_back({"Image: Error! data/textures/credits.png is unreadable!", creditsPicture,
+                            [&](const std::string& path) {
+                                fs::copy_file(directory.file(creditsPicture), path);
+                                fs::permissions(path, fs::perms::none);
                             }});
         // A folder that cannot be listed is found when the next save reads data/ again.
         auto listable = [&](fs::perms perms) {
-            return [=] {
+            return [=](const std::string& path) {
                 fs::create_directories(directory.file(folder));
                 fs::permissions(directory.file(folder), perms);
-                save(schedule, directory.read(schedule));
+                fixture::writeFile(path, directory.read(schedule));
             };
         };
-        mistakes.push_back({"Utils: Error! Cannot list data/textures/private: Permission denied", folder,
-                            listable(fs::perms::none), false, listable(fs::perms::all)});
+        mistakes.push_back({"Utils: Error! Cannot list data/textures/private: Permission denied", schedule,
+                            listable(fs::perms::none), false, [&] { save(schedule, listable(fs::perms::all)); }});
     }
     for (const Mistake& mistake : mistakes) {
         spoilAndMend(mistake);

@@ -7,24 +7,16 @@
 
 namespace {
 
-// Six entries of the scene that draws nothing, so the only pictures loaded are the rider's two
-// flip-book frames, which it takes at start whether scheduled or not.
-void quietSchedule(const fixture::Directory& directory)
-{
-    directory.remove("data/textures");
-    fixture::writeSolidPng(directory.file("data/textures/ri_hest_ri0.png"), 4, 4, {255, 0, 255, 255});
-    fixture::writeSolidPng(directory.file("data/textures/ri_hest_ri1.png"), 4, 4, {128, 0, 255, 255});
-    std::string schedule;
-    for (int entry = 0; entry < 6; entry++)
-        schedule += "addSceneToTimeline(\"greets\", " + std::to_string(entry * 10000) + ", " +
-                    std::to_string(entry == 5 ? 150000 : entry * 10000 + 10000) + ")\n";
-    directory.schedule(schedule);
-}
-
 TEST(Session, RehearsalKeysPauseSeekSkipAndReloadWithTheirMessages)
 {
     fixture::Directory directory;
-    quietSchedule(directory);
+    // Six entries of the scene that draws nothing, so the only pictures loaded are the rider's two
+    // flip-book frames, which it takes at start whether scheduled or not.
+    directory.remove("data/textures");
+    fixture::writeSolidPng(directory.file("data/textures/ri_hest_ri0.png"), 4, 4, {255, 0, 255, 255});
+    fixture::writeSolidPng(directory.file("data/textures/ri_hest_ri1.png"), 4, 4, {128, 0, 255, 255});
+    directory.schedule(
+        "for k = 0, 5 do addSceneToTimeline('greets', k * 10000, k < 5 and k * 10000 + 10000 or 150000) end\n");
     transcript::check(directory, "session.txt");
     std::string screenshot = directory.read("50000.bmp");
     ASSERT_GT(screenshot.size(), 28u) << "the screenshot is named by the music position";
