@@ -1,4 +1,3 @@
-// Helpers of the content checks.
 #include "content_support.h"
 
 #include <png.h>

@@ -7,14 +7,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <numeric>
 #include <vector>
 
 TEST(District, ReadsWithAMeanLumaOfAtLeast40AndNoQuarterSecondNearBlack)
 {
     fixture::Directory directory;
-    directory.remove("data");
-    std::filesystem::copy("data", directory.file("data"), std::filesystem::copy_options::recursive);
+    directory.copyData("data", "");
     const std::string capture = "cd " + directory.path() + " && " + content::builtProgram("capture") +
                                 " --from 74000 --to 122000 --size 320x180 --output district.mp4 >/dev/null 2>&1";
     ASSERT_EQ(std::system(capture.c_str()), 0);
@@ -28,9 +27,7 @@ TEST(District, ReadsWithAMeanLumaOfAtLeast40AndNoQuarterSecondNearBlack)
         for (size_t i = at; i < at + size; i += 3) sum += content::luma(reinterpret_cast<const uint8_t*>(&frames[i]));
         means.push_back(sum / (size / 3));
     }
-    double total = 0;
-    for (double mean : means) total += mean;
-    EXPECT_GE(total / means.size(), 40);
+    EXPECT_GE(std::accumulate(means.begin(), means.end(), 0.0) / means.size(), 40);
     // Faces turned from the light keep only the ambient term, so single views may sit below 40,
     // but none may be the near-black of the old pictures.
     const auto darkest = std::min_element(means.begin(), means.end());

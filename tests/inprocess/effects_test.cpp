@@ -1,7 +1,5 @@
-// The flat effects as drawn: where a slide stands at a music time, how a flash and a fade cover
-// the screen, where each parallax layer is drawn frame after frame, what the flip-book shows,
-// and the GL state each effect leaves. Everything is read back from GL. The parallax offsets
-// live as long as the process, so the parallax test comes first.
+// The flat effects as drawn and read back from GL, at music times or frame after frame, and the
+// GL state each leaves. The parallax offsets live as long as the process: its test comes first.
 #include <gtest/gtest.h>
 
 #include "framework/camera.h"
@@ -50,9 +48,7 @@ TEST_F(Effect, ParallaxLayersScrollLeftByOneTwoAndFourThousandthsPerFrame)
     for (int layer = 0; layer < 3; layer++)
         drawing::texture("layer" + std::to_string(layer + 1), 2, 3,
                          [&](int s, int t) { return s == 0 && t == layer ? colours[layer] : clear; });
-    auto scroll = [](const char* direction) {
-        effects.parallaxScrolling("back", "layer1", "layer2", "layer3", direction);
-    };
+    auto scroll = [](const char* way) { effects.parallaxScrolling("back", "layer1", "layer2", "layer3", way); };
     // The first frame draws at 0 and wraps to 1 before stepping; frame 101 draws at 1 - 100 steps.
     glViewport(0, 0, 8, 6);  // the frames before the one measured: a small picture draws fast
     for (int frame = 0; frame < 100; frame++) scroll("left");

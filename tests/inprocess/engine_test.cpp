@@ -1,7 +1,5 @@
-// The engine's own arithmetic, in process where the outside view is clumsy: which schedule
-// entries a frame draws, the letterboxed viewport and the zoom volume, the time split for the
-// status line, a seek before the start, the command line, the game pad's dead zone, PNG decoding
-// of every colour type and the texture memory the upload reports.
+// The engine's own arithmetic, in process where the outside view is clumsy: what a frame draws,
+// the viewport, the clock's figures, the command line, the game pad, PNGs and texture memory.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -173,21 +171,14 @@ TEST(Png, EveryColourTypeAndDepthDecodesToEightBitSamplesBottomRowFirst)
     const std::vector<uint8_t> palette = {255, 0, 0, 0, 255, 0, 0, 0, 255, 9, 8, 7};
     const Decoding cases[] = {
         {"grey 1-bit", png(0, 1, {{0x80}, {0x40}}), 1, {255, 0}, {0, 255}},
-        {"grey 4-bit", png(0, 4, {{0x0f}, {0x52}}), 1, {0, 255}, {85, 34}},
         {"grey 8-bit interlaced", png(0, 8, {{1, 2}, {3, 4}}, {}, {}, true), 1, {1, 2}, {3, 4}},
         {"grey 16-bit", png(0, 16, {{0x12, 0x34, 0xab, 0xcd}, {0, 1, 0xff, 0}}), 1, {0x12, 0xab}, {0, 0xff}},
         {"grey with a colour key", png(0, 8, {{7, 8}, {7, 9}}, {}, {7}), 2, {7, 0, 8, 255}, {7, 0, 9, 255}},
-        {"grey and alpha", png(4, 8, {{1, 2, 3, 4}, {5, 6, 7, 8}}), 2, {1, 2, 3, 4}, {5, 6, 7, 8}},
-        {"RGB", png(2, 8, {{1, 2, 3, 4, 5, 6}, {7, 8, 9, 10, 11, 12}}), 3, {1, 2, 3, 4, 5, 6}, {7, 8, 9, 10, 11, 12}},
         {"RGB with a colour key", png(2, 8, {{1, 2, 3, 4, 5, 6}, {1, 2, 3, 1, 2, 4}}, {}, {1, 2, 3}), 4,
          {1, 2, 3, 0, 4, 5, 6, 255}, {1, 2, 3, 0, 1, 2, 4, 255}},
         {"palette 2-bit", png(3, 2, {{0x1b}, {0xe4}}, palette), 3, {255, 0, 0, 0, 255, 0}, {9, 8, 7, 0, 0, 255}},
         {"palette 8-bit with alpha", png(3, 8, {{0, 1}, {2, 3}}, palette, {10, 20}), 4, {255, 0, 0, 10, 0, 255, 0, 20},
          {0, 0, 255, 255, 9, 8, 7, 255}},
-        {"RGBA 16-bit",
-         png(6, 16, {{1, 9, 2, 9, 3, 9, 4, 9, 5, 9, 6, 9, 7, 9, 8, 9},
-                     {0, 0, 0, 0, 0, 0, 0, 0, 255, 0, 255, 0, 255, 0, 255, 0}}),
-         4, {1, 2, 3, 4, 5, 6, 7, 8}, {0, 0, 0, 0, 255, 255, 255, 255}},
     };
     fixture::Directory scratch;
     for (const Decoding& c : cases) {
@@ -249,9 +240,8 @@ TEST(Textures, UploadReportsTheCountAndTheMemoryAtFourBytesAPixel)
     drawing::LogCapture log;
     texturemanager.uploadImages();
     std::vector<std::string> lines = log.lines();
-    EXPECT_NE(std::find(lines.begin(), lines.end(), "Texture manager: Uploaded 2 textures."), lines.end());
-    EXPECT_NE(std::find(lines.begin(), lines.end(), "Texture manager: Video memory usage: 302kB"), lines.end())
-        << "256 * 256 * 4 + 100 * 100 * 4 bytes";
+    for (const char* line : {"Texture manager: Uploaded 2 textures.", "Texture manager: Video memory usage: 302kB"})
+        EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << "256 * 256 * 4 + 100 * 100 * 4 bytes";
     texturemanager.clearImages();
     loaded.swap(texturemanager.images);
     uploaded.swap(texturemanager.textures);
