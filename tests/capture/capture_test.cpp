@@ -253,13 +253,11 @@ TEST(Capture, VideoKeepsPictureAndSoundInSyncToTheEndOfALongRange)
     for (int k = 0; k < 30; k++)
         EXPECT_LT(differing(showing.frame(last, k), showing.draw(139000 + k * 1000 / 30), 40), 0.02) << "frame " << k;
 
+    // Noise is unlike itself a sample away: only sound heard exactly in step correlates.
     std::vector<float> heard = soundOf(directory.file("v.mp4")), expected = track(directory, 0, 140000);
-    noise::Finder finder(heard, RATE / 2);
-    for (long at : {static_cast<long>(RATE / 10), static_cast<long>(expected.size() - RATE)}) {
-        long found = finder.find(&expected[at]);
-        EXPECT_EQ(found, at) << "half a second from sample " << at << " heard " << found - at << " samples late";
-        EXPECT_GT(noise::correlation(&heard[found], &expected[at], RATE / 2), 0.9) << "at sample " << at;
-    }
+    ASSERT_GT(heard.size(), expected.size() - RATE / 2);
+    for (long at : {static_cast<long>(RATE / 10), static_cast<long>(expected.size() - RATE)})
+        EXPECT_GT(noise::correlation(&heard[at], &expected[at], RATE / 2), 0.9) << "half a second from sample " << at;
 }
 
 // A track of more than two channels sounds in the video as in a showing: folded into stereo, the
