@@ -4,21 +4,12 @@
 
 #include <unistd.h>
 
-#include <chrono>
 #include <fstream>
-#include <functional>
-#include <thread>
 
 #include "framework/process.h"
+#include "tests/support/program.h"
 
 namespace {
-
-// Polls `done` every 10 ms for up to five seconds
-bool within5s(const std::function<bool()>& done)
-{
-    for (int i = 0; i < 500 && !done(); i++) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return done();
-}
 
 // Whether `pid` is a process that has not ended (a zombie has)
 bool alive(int pid)
@@ -35,7 +26,7 @@ const std::vector<std::string> shellWithASleep = {"sh", "-c", "sleep 60 & echo $
 int sleeper()
 {
     int pid = 0;
-    within5s([&] { return static_cast<bool>(std::ifstream(pidFile) >> pid); });
+    program::waitFor(5, [&] { return static_cast<bool>(std::ifstream(pidFile) >> pid); });
     unlink(pidFile.c_str());
     return pid;
 }
@@ -59,7 +50,7 @@ TEST(Process, AStopEndsTheWholeGroupAndAWaitIsBounded)
     shell.stop();
     EXPECT_TRUE(shell.wait(5));
     EXPECT_EQ(shell.ending(), "killed by SIGKILL (Killed)");
-    EXPECT_TRUE(within5s([&] { return !alive(started); })) << "what the child started";
+    EXPECT_TRUE(program::waitFor(5, [&] { return !alive(started); })) << "what the child started";
 }
 
 // The owner, killed where it can clean nothing up, takes its children's groups with it.
@@ -74,7 +65,7 @@ TEST(Process, NothingOutlivesAnOwnerKilledWithSigkill)
     int started = sleeper();
     owner.stop(SIGKILL);  // its own group: the owner and its watcher, not the shell's
     EXPECT_TRUE(owner.wait(5));
-    EXPECT_TRUE(within5s([&] { return !alive(started); }));
+    EXPECT_TRUE(program::waitFor(5, [&] { return !alive(started); }));
 }
 
 }  // namespace
