@@ -153,15 +153,26 @@ Listening::Listening(const std::string& output, const std::string& steps)
 void Listening::find(const std::vector<float>& recording)
 {
     std::vector<float> track = noise::samples(TRACK_SECONDS, RATE);
-    noise::Finder finder(track, CHUNK);
     starts.assign(recording.size() / CHUNK, -1);
     for (size_t c = 0; c < starts.size(); c++) {
         const float* heard = &recording[c * CHUNK];
         if (std::inner_product(heard, heard + CHUNK, heard, 0.0) < CHUNK * 1e-4) continue;  // silence
-        long next = c > 0 && starts[c - 1] >= 0 ? starts[c - 1] + CHUNK : -1;
-        if (next < 0 || next + CHUNK > static_cast<long>(track.size()) || noise::correlation(heard, &track[next], CHUNK) < MATCH)
-            next = finder.find(heard);
-        if (noise::correlation(heard, &track[next], CHUNK) >= MATCH) starts[c] = next;
+        auto matches = [&](long at) { return noise::correlation(heard, &track[at], CHUNK) >= MATCH; };
+        if (c > 0 && starts[c - 1] >= 0 && starts[c - 1] + 2 * CHUNK <= static_cast<long>(track.size()) &&
+            matches(starts[c - 1] + CHUNK)) {
+            starts[c] = starts[c - 1] + CHUNK;
+            continue;
+        }
+        // After a jump, within a second of what the picture showed then: a clock further off
+        // fails the test by the frames it loses
+        double wall = firstHeard + c * CHUNK * 1000.0 / RATE;
+        auto frame = std::lower_bound(frames.begin(), frames.end(), wall,
+                                      [](const Frame& f, double w) { return f.before < w; });
+        if (frame == frames.end()) continue;
+        long shown = static_cast<long>(frame->position) * RATE / 1000;
+        long last = std::min(shown + RATE, static_cast<long>(track.size()) - CHUNK);
+        for (long at = std::max(0L, shown - RATE); at <= last && starts[c] < 0; at++)
+            if (matches(at)) starts[c] = at;
     }
 }
 
