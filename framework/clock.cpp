@@ -12,6 +12,14 @@ const double BUCKET_MS = 250.0;
 // (23 ms at 44.1 kHz and OpenAL's default 1024 samples), and a sound server's jitters by far
 // less; one further behind than that is an output that fell behind.
 const double FELL_BEHIND_MS = 30.0;
+// A sound server reports about a millisecond of latency for a stream with nothing queued
+const double EMPTY_MS = 2.0;
+// A sound server's timing is off by up to a few milliseconds in a stream's first tenth of a
+// second, and closest to the truth about half a second in, before it starts to wander
+const double SETTLE_MS = 500.0;
+// How fast a live output's held offset may follow its readings: a sound card's crystal and the
+// steady clock part by well under a tenth of a millisecond a second (100 ppm).
+const double PARTING = 0.1 / 1000.0;
 
 }  // namespace
 
@@ -21,9 +29,16 @@ double steadyMs()
 }
 
 Clock::Clock()
-    : held(0.0), frozen(false), bucketCount(0), recentCount(0), live(false), lastDevice(-1.0), lastLatency(-1.0),
-      from(0.0), anchored(false), anchor(0.0)
+    : held(0.0), frozen(false), bucketCount(0), recentCount(0), live(false), lastWall(NAN), lastDevice(-1.0),
+      lastLatency(-1.0), fresh(true), openedAt(NAN), settled(0), steady(0.0), from(0.0), anchored(false), anchor(0.0)
 {
+}
+
+void Clock::reopened()
+{
+    bucketCount = recentCount = 0;
+    fresh = true;
+    openedAt = NAN;
 }
 
 void Clock::jump(double ms, double start)
@@ -56,6 +71,8 @@ double Clock::read(const Reading& reading, double cap)
 void Clock::learn(const Reading& reading)
 {
     if (reading.device == lastDevice && reading.latency != lastLatency) live = true;
+    double elapsed = reading.wall - lastWall;
+    lastWall = reading.wall;
     lastDevice = reading.device;
     lastLatency = reading.latency;
 
@@ -65,7 +82,12 @@ void Clock::learn(const Reading& reading)
     // reading on.
     double offset = reading.device - reading.latency - reading.wall, best = 0.0;
     if (deviceOffset(best) && offset < best - FELL_BEHIND_MS) bucketCount = recentCount = 0;
-    recent[recentCount++ % RECENT] = offset;
+    if (live) {
+        // A fresh stream with nothing queued yet tells nothing of when what is mixed will be heard
+        // (a sound server reports it empty while it starts)
+        if (!fresh || reading.latency >= EMPTY_MS) hold(offset, reading.wall, elapsed);
+        return;
+    }
     long long index = static_cast<long long>(std::floor(reading.wall / BUCKET_MS));
     Bucket& newest = buckets[(bucketCount + BUCKETS - 1) % BUCKETS];
     if (bucketCount > 0 && newest.index == index) {
@@ -75,15 +97,30 @@ void Clock::learn(const Reading& reading)
     buckets[bucketCount++ % BUCKETS] = { index, offset };
 }
 
+void Clock::hold(double offset, double wall, double elapsed)
+{
+    recent[recentCount++ % RECENT] = offset;
+    int count = std::min(recentCount, RECENT);
+    double sorted[RECENT] = {};
+    std::copy(recent, recent + count, sorted);
+    std::nth_element(sorted, sorted + count / 2, sorted + count);
+    double middle = sorted[count / 2];
+    if (std::isnan(openedAt)) openedAt = wall;
+    settled = wall - openedAt < SETTLE_MS ? 0 : settled + 1;
+    if (settled >= RECENT) fresh = false;
+    if (fresh || std::fabs(middle - steady) > FELL_BEHIND_MS) {
+        steady = middle;
+        return;
+    }
+    double most = PARTING * elapsed;
+    steady += std::max(-most, std::min(most, middle - steady));
+}
+
 bool Clock::deviceOffset(double& offset) const
 {
     if (live) {
-        int count = std::min(recentCount, RECENT);
-        double sorted[RECENT];
-        std::copy(recent, recent + count, sorted);
-        std::nth_element(sorted, sorted + count / 2, sorted + count);
-        offset = sorted[count / 2];
-        return count > 0;
+        offset = steady;
+        return recentCount > 0;
     }
     // The window is the last BUCKETS quarter seconds that had readings, not the last eight
     // seconds of time: a good reading survives a pause or the time before the music starts.

@@ -102,8 +102,9 @@ struct Stream {
     void seek(ALuint source, double ms);
     // Replaces played buffers and restarts a source that ran dry
     void service(ALuint source);
-    // Starts the paused output again, afresh and empty
-    void resumeOutput();
+    // Opens the output afresh, empty and running (it may have been paused); the clock learns its
+    // timing anew
+    void reopenOutput();
     // What the output says now about the device and `source` (none: 0), whose state goes to `state`
     Reading look(ALuint source, ALint& state);
     // Watches the device for a few mixer periods, so the clock knows its timing from the start
@@ -261,15 +262,18 @@ void Stream::service(ALuint source)
     alSourcePlay(source);
 }
 
-void Stream::resumeOutput()
+void Stream::reopenOutput()
 {
-    // A sound server keeps what it had mixed before the pause and would play it first, and
-    // times the stream badly for seconds after the resume; a fresh stream has neither. The
-    // sound goes on from the paused position: on ALSA, which played out what it had been given
-    // (50 to 80 ms past the frozen picture), that part is heard again.
+    // A sound server keeps what it had mixed before a pause and would play it first; a fresh
+    // stream does not. The sound goes on from the paused position: on ALSA, which played out
+    // what it had been given (50 to 80 ms past the frozen picture), that part is heard again.
+    // A sound server times a stream best about half a second after it opened, and the clock
+    // holds what it learns then: the watch when the track loads opens one too, so that the
+    // start does not hold the timing of a stream the device has had open for longer.
     alcResetDeviceSOFT(audio.system, nullptr);
     alcDeviceResumeSOFT(audio.system);
     alcGetError(audio.system);  // ignored, as pausing's are
+    clock.reopened();
 }
 
 Reading Stream::look(ALuint source, ALint& state)
@@ -299,6 +303,7 @@ Reading Stream::look(ALuint source, ALint& state)
 
 void Stream::watchDevice()
 {
+    reopenOutput();
     double start = steadyMs();
     ALint state;
     while (steadyMs() - start < WATCH_MS) {
@@ -383,7 +388,7 @@ void Music::start()
     alSourcei(channel, AL_SOURCE_RELATIVE, AL_TRUE);
     alSourcef(channel, AL_ROLLOFF_FACTOR, 0.0f);
     alSourcef(channel, AL_GAIN, std::max(volume, 0.0f));
-    if (sound->paused) sound->resumeOutput();  // stopped, which paused the output with the source
+    if (sound->paused) sound->reopenOutput();  // stopped, which paused the output with the source
     sound->paused = false;
     sound->clock.frozen = false;
     sound->seek(channel, 0.0);
@@ -416,7 +421,7 @@ void Music::setPause(bool pause)
         alSourcePause(channel);
     } else {
         // The sound goes on from the millisecond the picture shows, as after a seek there
-        sound->resumeOutput();
+        sound->reopenOutput();
         sound->clock.frozen = false;
         sound->seek(channel, std::floor(sound->clock.held));
     }
