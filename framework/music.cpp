@@ -41,6 +41,8 @@ const double WATCH_MS = 80.0;
 
 }  // namespace
 
+// ---- Channels: what the output is given ---------------------------------------------------------
+
 int outputChannels(int channels) { return channels == 1 ? 1 : 2; }
 
 void foldDown(const float* in, int channels, int frames, float* out)
@@ -56,6 +58,8 @@ void foldDown(const float* in, int channels, int frames, float* out)
         *out++ = right / (channels / 2);
     }
 }
+
+// ---- The stream: decoding, the queue and the output ---------------------------------------------
 
 struct Stream {
     SNDFILE* file;
@@ -262,6 +266,8 @@ void Stream::service(ALuint source)
     alSourcePlay(source);
 }
 
+// ---- The output and its readings: the clock -----------------------------------------------------
+
 void Stream::reopenOutput()
 {
     // A sound server keeps what it had mixed before a pause and would play it first; a fresh
@@ -323,6 +329,8 @@ double Stream::position(ALuint source)
     return clock.read(reading, cap);
 }
 
+// ---- What the analysis reads: the samples heard last --------------------------------------------
+
 void Stream::window(float* samples, int count)
 {
     long long end = msToFrame(clock.held);
@@ -343,6 +351,8 @@ bool Stream::live()
     audio.check(error, Audio::CONTEXT, nullptr, AL_INVALID_NAME);
     return error == AL_NO_ERROR;
 }
+
+// ---- Music: the track as the program sees it ----------------------------------------------------
 
 // What Audio::update runs once per frame: played buffers replaced, a source that ran dry restarted
 static void refill()
@@ -477,6 +487,8 @@ void Music::setVolume(float value)
     alSourcef(channel, AL_GAIN, std::max(volume, 0.0f));
     audio.check(alGetError(), Audio::CONTEXT);
 }
+
+// ---- The spectrum and the wave ------------------------------------------------------------------
 
 void Music::getSpectrum(float* spectrum, int count)
 {
