@@ -4,10 +4,9 @@
 // Two things make up the heard position. How the output's own time relates to wall time (how
 // far the device's mixing runs ahead of the ear) belongs to the device and holds across seeks;
 // it is learnt from every reading, and anew once the device has stood still or is opened afresh
-// (a pause, and the resume after it). Which part
-// of the track the device mixed at which of its moments belongs to the source: it is exact from
-// the first reading taken after the source was mixed, and is learnt anew after every jump
-// (start, seek, resume).
+// (a pause, and the resume after it). Which part of the track the device mixed at which of its
+// moments belongs to the source: it is exact from the first reading taken after the source was
+// mixed, and is learnt anew after every jump (start, seek, resume).
 //
 // Depends on: nothing but the C++ standard library. Owns: the readings it has learnt from.
 #pragma once
