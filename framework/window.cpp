@@ -34,8 +34,26 @@ static int sdlDepth(int bpp)
     fatal("Window: " + logLine + SDL_GetError(), message + SDL_GetError(), 1);
 }
 
+// Xlib's header names a type Window, as this class is named: the two calls are declared here
+// as Xlib declares them.
+extern "C" {
+struct _XDisplay;
+int (*XSetIOErrorHandler(int (*handler)(_XDisplay*)))(_XDisplay*);
+char* XDisplayString(_XDisplay* display);
+}
+
+// The X server went away under the program (the session ended, the server was killed). Xlib's
+// own handler calls exit, and the clean-up that runs then waits on the gone server for ever,
+// at full processor use: the program ends here instead, saying why.
+static int displayGone(_XDisplay* display)
+{
+    std::string name = XDisplayString(display);
+    fatal("Window: Lost the X server " + name, "Lost the connection to the X server " + name, 1);
+}
+
 Window::Window()
 {
+    XSetIOErrorHandler(displayGone);
     const SDL_version* linked = SDL_Linked_Version();
     logger << "Window: Initializing SDL (" << static_cast<int>(linked->major) << "." << static_cast<int>(linked->minor)
            << "." << static_cast<int>(linked->patch) << ")" << std::endl;

@@ -48,9 +48,11 @@ Display::Display()
     display = ":" + std::string(number, strcspn(number, "\n"));
 }
 
-Display::~Display()
+Display::~Display() { stop(SIGTERM); }
+
+void Display::stop(int signal)
 {
-    xvfb.stop(SIGTERM);
+    xvfb.stop(signal);
     xvfb.wait(5);
 }
 
@@ -111,6 +113,8 @@ Ended Program::wait(double seconds)
     int status = process.status();
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0, out(), err()};
 }
+
+void Program::loseDisplay() { server.stop(SIGKILL); }
 
 Ended Program::quit()
 {

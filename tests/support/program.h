@@ -25,6 +25,8 @@ public:
     Display(const Display&) = delete;
     Display& operator=(const Display&) = delete;
     const std::string& name() const { return display; }
+    // Ends the server with `signal` and waits for its end
+    void stop(int signal);
 
 private:
     std::string display;
@@ -56,6 +58,8 @@ public:
     Ended wait(double seconds = 30);
     // Sends the program `signal` (SIGTERM, SIGINT, ...)
     void send(int signal);
+    // Kills the program's X server, as the end of a session does
+    void loseDisplay();
 
     // Presses Escape and waits for the end
     Ended quit();

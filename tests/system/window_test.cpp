@@ -66,6 +66,19 @@ TEST(Window, RehearsalTitleShowsTheStatusLineEverySecondAndPausedOrRunning)
     EXPECT_EQ(program.quit().status, 0);
 }
 
+// The session ends under the demo: it ends too, saying why, rather than wait on the gone server.
+TEST(Window, LosingTheXServerEndsItWithStatusOneAndSaysWhy)
+{
+    Directory directory;
+    Program program(directory);
+    program.start();
+    ASSERT_TRUE(program.waitForLog("Demo: Starting now!")) << program.err();
+    program.loseDisplay();
+    program::Ended ended = program.wait(10);
+    EXPECT_EQ(ended.status, 1) << "killed after 10 s, or by signal " << ended.signal;
+    EXPECT_NE(ended.err.find("Lost the connection to the X server :"), std::string::npos) << ended.err;
+}
+
 TEST(Window, F1LeavesAFullscreenStartAndComesBack)
 {
     Directory directory;
