@@ -4,12 +4,12 @@
 
 #include <GL/gl.h>
 #include <SDL/SDL.h>
-#include <chrono>
 #include <sstream>
 #include <vector>
 
 #include "audio.h"
 #include "camera.h"
+#include "clock.h"
 #include "config.h"
 #include "effects.h"
 #include "events.h"
@@ -561,7 +561,7 @@ static void reschedule()
 // it was. The music goes on.
 static void fallBack(Result fault)
 {
-    std::chrono::steady_clock::time_point began = std::chrono::steady_clock::now();
+    double began = steadyMs();
     std::vector<unsigned int> book = effects.animationFrames;
     double position = effects.animationPosition;
     while (!fault.ok()) {
@@ -577,15 +577,13 @@ static void fallBack(Result fault)
     }
     keepFlipBook(book, position);
     livecode.endSwap(true);
-    logger << "Livecode: Fell back in "
-           << std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - began).count() << " ms"
-           << std::endl;
+    logger << "Livecode: Fell back in " << steadyMs() - began << " ms" << std::endl;
     demo.info();
 }
 
 void Demo::swapScenes(void (*registration)())
 {
-    std::chrono::steady_clock::time_point began = std::chrono::steady_clock::now();
+    double began = steadyMs();
     logger << "Demo: Swapping in the rebuilt scenes" << std::endl;
     livecode.beginSwap();
     std::map<std::string, Scene*> running, incoming;
@@ -630,12 +628,12 @@ void Demo::swapScenes(void (*registration)())
     timeLine.entries.clear();  // the old entries are not freed
     for (const Timeline& entry : schedule) addSceneToTimeline(entry.name, entry.start, entry.end);
     keepFlipBook(book, position);
-    std::chrono::steady_clock::time_point handing = std::chrono::steady_clock::now();
+    double handing = steadyMs();
     livecode.endSwap(true);
-    std::chrono::steady_clock::time_point done = std::chrono::steady_clock::now();
+    double done = steadyMs();
     logger << "Demo: Swapped in the rebuilt scenes at " << music.getPosition() << " ms, in "
-           << std::chrono::duration<double, std::milli>(done - began).count() << " ms, their values taken over in "
-           << std::chrono::duration<double, std::milli>(done - handing).count() << " ms" << std::endl;
+           << done - began << " ms, their values taken over in "
+           << done - handing << " ms" << std::endl;
     codeNotice.clear();
     info();
     showPaused();
