@@ -1,6 +1,5 @@
 // The capture program as a user runs it: stretches of the fixture demo, seen through ffmpeg and
 // compared with the same show drawn in this process by the capture's own globals.
-#include <GL/glew.h>
 #include <fcntl.h>
 #include <sndfile.h>
 #include <sys/resource.h>
@@ -26,14 +25,14 @@
 #include "tests/support/fixture.h"
 #include "tests/support/noise.h"
 #include "tests/support/program.h"
+#include "tests/support/transcript.h"
 
 using program::output;
 
 // The test track's rate; it is white noise, so that a cross-correlation with it has one clear peak
 static const int RATE = 22050;
 
-// A fixture directory without the debug log, so that only the capture writes there, and with
-// noise for its track, at 24 bits
+// A fixture directory that only the capture writes to (no debug log), its track 24-bit noise
 struct Directory : fixture::Directory {
     Directory()
     {
@@ -53,10 +52,15 @@ struct Directory : fixture::Directory {
 struct Outcome {
     int status;  // the exit status, 128 + the signal's number for a signal
     std::string err;
+
+    // The exit status and the last line of standard error
+    std::pair<int, std::string> ending() const
+    {
+        return {status, program::lines(err).empty() ? "" : program::lines(err).back()};
+    }
 };
 
-// One run of the capture in `directory`, with `arguments` (words between blanks), its standard
-// error kept in the directory under `name` until its end
+// One capture run in `directory`, `arguments` split at blanks, standard error kept in `name`.err
 class CaptureRun {
 public:
     CaptureRun(const Directory& directory, const std::string& arguments, const std::string& name)
@@ -72,7 +76,6 @@ public:
         EXPECT_TRUE(process.start(words, setting).ok());
         close(setting.err);
     }
-    // Waits for its end, a few minutes at the most
     Outcome end()
     {
         if (!process.wait(300)) process.stop(SIGKILL);
@@ -90,8 +93,7 @@ private:
     std::string err;
 };
 
-// Runs the capture once for each list of arguments, all at the same time: each run's exit
-// status and standard error
+// Runs the capture once for each list of arguments, all at once: each run's status and error
 static std::vector<Outcome> captures(const Directory& directory, const std::vector<std::string>& arguments)
 {
     std::vector<std::unique_ptr<CaptureRun>> runs;
@@ -102,28 +104,14 @@ static std::vector<Outcome> captures(const Directory& directory, const std::vect
     return outcomes;
 }
 
-static int capture(const Directory& directory, const std::string& arguments)
-{
-    return captures(directory, {arguments})[0].status;
-}
-
-// A run's exit status and the last line of its standard error
-static std::pair<int, std::string> ending(const Outcome& run)
-{
-    std::vector<std::string> lines = program::lines(run.err);
-    return {run.status, lines.empty() ? "" : lines.back()};
-}
-
-// The pictures of a video or a numbered sequence as 8-bit RGB, each bottom row first as GL
-// reads it back; `options` go before the input ("-ss 139" to start there)
+// A video's or numbered sequence's pictures as 8-bit RGB, bottom row first; `options` precede the input
 static std::string pictures(const std::string& input, const std::string& options = "")
 {
     return output("ffmpeg -v error " + options + " -i '" + input + "' -map 0:v -vf vflip -f rawvideo -pix_fmt rgb24 -");
 }
 
-// The sound of a file as 32-bit float samples, which hold the test track's 24 bits exactly, so
-// that a master that kept fewer shows it; `options` go after the input (by default one channel
-// at the track's rate)
+// A file's sound as 32-bit floats, which hold the track's 24 bits exactly, so that a master that kept
+// fewer shows it; `options` follow the input (by default one channel at the track's rate)
 static std::vector<float> soundOf(const std::string& input,
                                   const std::string& options = "-ac 1 -ar " + std::to_string(RATE))
 {
@@ -149,8 +137,7 @@ static double differing(const std::string& a, const std::string& b, int toleranc
     return static_cast<double>(count) / a.size();
 }
 
-// The show of a directory's schedule drawn in this process at a capture's size, one frame at a
-// chosen music time, read back as 8-bit RGB, bottom row first
+// A directory's show drawn here at a capture's size, a frame at a time, as 8-bit RGB bottom row first
 class Showing {
 public:
     Showing(const Directory& directory, int width, int height) : size(static_cast<size_t>(width) * height * 3)
@@ -174,7 +161,6 @@ public:
         return rgb;
     }
 
-    // Picture k of a decoded stretch
     std::string frame(const std::string& pictures, long k) const { return pictures.substr(k * size, size); }
 
 private:
@@ -187,10 +173,13 @@ TEST(Capture, EachFormatHoldsItsStreamsWithTheFramesAndDurationAsked)
     Directory directory;
     std::filesystem::create_directory(directory.file("frames"));
     std::string range = "--from 2000 --to 3000 --fps 30 --size 160x96 --output ";
-    for (const Outcome& run : captures(directory, {range + "v.mp4", range + "v.mkv", range + "frames/%05d.png"}))
+    for (const Outcome& run : captures(directory, {range + "v.mp4", range + "v.mkv", range + "frames/%05d.png",
+                                                   "--from 2000 --to 2050 --fps 30 --size 3840x2160 --output 4k.mp4"}))
         ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(directory.written(), (std::set<std::string>{"frames", "v.mkv", "v.mp4"}));
+    EXPECT_EQ(directory.written(), (std::set<std::string>{"4k.mp4", "frames", "v.mkv", "v.mp4"}));
     std::string probe = "ffprobe -v error -of csv=p=0 -show_entries ";
+    EXPECT_EQ(output(probe + "stream=width,height,nb_frames -select_streams v " + directory.file("4k.mp4")),
+              "3840,2160,2\n");
 
     std::string mp4 = directory.file("v.mp4");
     EXPECT_EQ(output(probe + "stream=codec_name,profile,width,height,pix_fmt,sample_rate,channels,duration " + mp4),
@@ -215,8 +204,7 @@ TEST(Capture, EachFormatHoldsItsStreamsWithTheFramesAndDurationAsked)
 TEST(Capture, LosslessFormatsHoldExactlyWhatWasDrawnAndTheTracksSamples)
 {
     Directory directory;
-    // Lit 3D, an orbit that turns once per drawn frame and a sway that follows the processor
-    // clock; a second after the start, so the frames before it count too
+    // Lit 3D, an orbit turning each frame drawn and a sway on the processor clock; from 1 s, so frames before count too
     directory.schedule("addSceneToTimeline(\"solardistrict\", 0, 150000)\n");
     std::filesystem::create_directory(directory.file("frames"));
     std::string range = "--from 1000 --to 1500 --fps 30 --size 96x54 --output ";
@@ -240,12 +228,11 @@ TEST(Capture, LosslessFormatsHoldExactlyWhatWasDrawnAndTheTracksSamples)
 TEST(Capture, VideoKeepsPictureAndSoundInSyncToTheEndOfALongRange)
 {
     Directory directory;
-    // The rider bobs in steps of 150 ms of music; with its two pictures alike, the bob is all a
-    // frame shows.
+    // The rider bobs in steps of 150 ms; with its two pictures alike, the bob is all a frame shows.
     directory.schedule("addSceneToTimeline(\"riderideranke\", 0, 150000)\n");
     fixture::writeSolidPng(directory.file("data/textures/ri_hest_ri1.png"), 16, 16, {255, 0, 255, 255});
     drawing::texture("ri_hest_ri1.png", 1, 1, [](int, int) { return fixture::Rgba{255, 0, 255, 255}; });
-    ASSERT_EQ(capture(directory, "--to 140000 --fps 30 --size 128x72 --quality fast --output v.mp4"), 0);
+    ASSERT_EQ(captures(directory, {"--to 140000 --fps 30 --size 128x72 --quality fast --output v.mp4"})[0].status, 0);
 
     // The last second, found by its time in the file
     std::string last = pictures(directory.file("v.mp4"), "-ss 139");
@@ -260,15 +247,15 @@ TEST(Capture, VideoKeepsPictureAndSoundInSyncToTheEndOfALongRange)
         EXPECT_GT(noise::correlation(&heard[at], &expected[at], RATE / 2), 0.9) << "half a second from sample " << at;
 }
 
-// A track of more than two channels sounds in the video as in a showing: folded into stereo, the
-// even channels left and the odd ones right, each side their mean.
+// A track of over two channels folds into stereo as in a showing: even channels left, odd right, each side their mean.
 TEST(Capture, VideoFoldsATrackOfManyChannelsAsTheShowingDoes)
 {
     Directory directory;
     std::vector<float> samples(3 * RATE * 4, 0.0f);
     for (long i = 0; i < 3 * RATE; i++) samples[i * 4 + 3] = noise::sample(i);  // the fourth channel alone
     fixture::writeSamples(directory.file("data/audio/long.wav"), samples, RATE, 4, SF_FORMAT_WAV | SF_FORMAT_PCM_24);
-    ASSERT_EQ(capture(directory, "--from 1000 --to 2000 --fps 30 --size 64x36 --quality fast --output v.mp4"), 0);
+    const std::string range = "--from 1000 --to 2000 --fps 30 --size 64x36 --quality fast --output v.mp4";
+    ASSERT_EQ(captures(directory, {range})[0].status, 0);
 
     std::vector<float> stereo = soundOf(directory.file("v.mp4"), "-ac 2");
     double power[2] = {0, 0};
@@ -280,9 +267,9 @@ TEST(Capture, VideoFoldsATrackOfManyChannelsAsTheShowingDoes)
 TEST(Capture, KeyframesAtEveryChangeOfTheScheduleAndEveryTwoSeconds)
 {
     Directory directory;
-    // The intro gives way to the rider at 44000 ms: frame 39 from 42700 ms at 30 fps. The
-    // fastest quality looks for no cuts of its own.
-    ASSERT_EQ(capture(directory, "--from 42700 --to 48000 --fps 30 --size 64x36 --quality fast --output v.mp4"), 0);
+    // The rider follows the intro at 44000 ms, frame 39 from 42700 at 30 fps; fast quality adds no cuts of its own.
+    const std::string range = "--from 42700 --to 48000 --fps 30 --size 64x36 --quality fast --output v.mp4";
+    ASSERT_EQ(captures(directory, {range})[0].status, 0);
     std::vector<int> keys;
     int count = 0;
     std::string probe = "ffprobe -v error -select_streams v -show_entries frame=key_frame -of compact ";
@@ -298,55 +285,29 @@ TEST(Capture, KeyframesAtEveryChangeOfTheScheduleAndEveryTwoSeconds)
     for (size_t i = 1; i < keys.size(); i++) EXPECT_LE(keys[i] - keys[i - 1], 60) << "after frame " << keys[i - 1];
 }
 
-TEST(Capture, FourKCapturesItsFrames)
-{
-    Directory directory;
-    ASSERT_EQ(capture(directory, "--from 2000 --to 2050 --fps 30 --size 3840x2160 --output v.mp4"), 0);
-    EXPECT_EQ(output("ffprobe -v error -select_streams v -show_entries stream=width,height,nb_frames -of csv=p=0 " +
-                     directory.file("v.mp4")),
-              "3840,2160,2\n");
-}
-
+// The rows of tests/data/capture-bad-input.table
 TEST(Capture, BadInputNamesTheValueEndsWithStatusOneAndLeavesEverythingAsItWas)
 {
-    const std::pair<std::string, std::string> rows[] = {
-        {"--output missing/v.mp4", "cannot write missing/v.mp4: No such file or directory"},
-        {"--output folder.mp4", "cannot write folder.mp4: a directory"},
-        {"--output pipe.mp4", "cannot write pipe.mp4: not a regular file"},
-        {"--output v.avi",
-         "cannot tell the format of v.avi: give a .mp4, a .mkv or a numbered .png name such as frames/%05d.png"},
-        {"--output v.png", "v.png names a single picture: give a numbered name such as frames/%05d.png"},
-        {"--quality superb", "--quality superb is not fast, good or best"},
-        {"--size 161x96", "size 161x96 cannot be encoded: width and height must be even, 16 to 8192"},
-        {"--size 160x95", "size 160x95 cannot be encoded: width and height must be even, 16 to 8192"},
-        {"--size 14x96", "size 14x96 cannot be encoded: width and height must be even, 16 to 8192"},
-        {"--size 96x8194", "size 96x8194 cannot be encoded: width and height must be even, 16 to 8192"},
-        {"--size wide", "--size wide is not WIDTHxHEIGHT"},
-        {"--fps 0", "--fps 0 cannot be encoded: give 1 to 1000"},
-        {"--from 3000 --to 2000", "--from 3000 is not before --to 2000"},
-        {"--to 999999", "--to 999999 is outside the track (0 to 150000 ms)"},
-        {"--loop", "unknown option: --loop"},
-        {"extra", "unknown option: extra"},
-        {"--fps", "--fps needs a value"},
-    };
+    std::vector<std::string> arguments, messages;
+    for (const std::string& row : program::lines(fixture::readFile(transcript::dataFile("capture-bad-input.table"))))
+        if (!row.empty() && row[0] != '#') {
+            arguments.push_back(row.substr(0, row.find(" | ")));
+            messages.push_back("capture: " + row.substr(row.find(" | ") + 3));
+        }
     Directory directory;
     std::filesystem::create_directory(directory.file("folder.mp4"));
     ASSERT_EQ(mkfifo(directory.file("pipe.mp4").c_str(), 0644), 0);
-    std::vector<std::string> arguments;
-    for (const auto& row : rows) arguments.push_back(row.first);
     std::vector<Outcome> runs = captures(directory, arguments);
-    for (size_t i = 0; i < runs.size(); i++)
-        EXPECT_EQ(ending(runs[i]), std::pair(1, "capture: " + rows[i].second)) << arguments[i];
+    for (size_t i = 0; i < runs.size(); i++) EXPECT_EQ(runs[i].ending(), std::pair(1, messages[i])) << arguments[i];
     EXPECT_EQ(directory.written(), (std::set<std::string>{"folder.mp4", "pipe.mp4"}));
-    struct stat pipe;
-    EXPECT_TRUE(stat(directory.file("pipe.mp4").c_str(), &pipe) == 0 && S_ISFIFO(pipe.st_mode));
+    EXPECT_TRUE(std::filesystem::is_fifo(directory.file("pipe.mp4")));
 }
 
 TEST(Capture, EngineErrorsAtStartOrMidwayLeaveNoFile)
 {
     Directory directory;
     directory.write("data/textures/notes.png", "not a picture");
-    EXPECT_EQ(ending(captures(directory, {"--to 1000 --output v.mp4"})[0]),
+    EXPECT_EQ(captures(directory, {"--to 1000 --output v.mp4"})[0].ending(),
               std::pair(1, std::string("Image: Error! data/textures/notes.png is not a png file!")));
     EXPECT_EQ(directory.written(), std::set<std::string>{});
 
@@ -355,7 +316,7 @@ TEST(Capture, EngineErrorsAtStartOrMidwayLeaveNoFile)
     directory.write("data/textures/credits.png", directory.read("data/textures/credits.png").substr(0, 100));
     directory.schedule("addSceneToTimeline(\"credits\", 500, 150000)\n");
     std::filesystem::create_directory(directory.file("frames"));
-    EXPECT_EQ(ending(captures(directory, {"--to 2000 --fps 30 --size 64x36 --output frames/%05d.png"})[0]),
+    EXPECT_EQ(captures(directory, {"--to 2000 --fps 30 --size 64x36 --output frames/%05d.png"})[0].ending(),
               std::pair(1, std::string("Texture manager: Trying to bind texture credits.png that does not exist!")));
     EXPECT_EQ(directory.written(), std::set<std::string>{"frames"});
     EXPECT_EQ(directory.written("frames"), std::set<std::string>{});
@@ -375,8 +336,6 @@ TEST(Capture, InterruptedOrCrashedCaptureLeavesNoFile)
         Outcome outcome = run.end();
         EXPECT_EQ(outcome.status, signal == SIGINT ? 130 : 128 + signal);
         EXPECT_EQ(directory.written(), std::set<std::string>{}) << signal;
-        if (signal == SIGINT) {
-            EXPECT_NE(outcome.err.find("capture: interrupted"), std::string::npos);
-        }
+        EXPECT_EQ(outcome.err.find("capture: interrupted") != std::string::npos, signal == SIGINT) << signal;
     }
 }

@@ -7,19 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "scenes/show.h"
-
 namespace content {
-
-std::vector<std::string> pictureFiles()
-{
-    std::vector<std::string> files;
-    for (const ScenePictures& scene : scenePictures) {
-        files.insert(files.end(), scene.init.begin(), scene.init.end());
-        files.insert(files.end(), scene.drawn.begin(), scene.drawn.end());
-    }
-    return files;
-}
 
 Picture readPicture(const std::string& file)
 {

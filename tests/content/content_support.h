@@ -7,8 +7,6 @@
 
 namespace content {
 
-std::vector<std::string> pictureFiles();  // every picture the scenes bind, as the show lists them
-
 struct Picture {
     int width = 0, height = 0;
     std::vector<uint8_t> rgba;  // top row first; empty unless data/textures/<file> is an 8-bit RGBA PNG

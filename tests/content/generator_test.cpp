@@ -10,7 +10,7 @@ TEST(Generator, ASecondRunWritesTheSameBytesAsTheBuild)
     ASSERT_TRUE(mkdtemp(root));
     ASSERT_EQ(std::system((content::builtProgram("tools/contentgen") + " " + root).c_str()), 0);
     std::vector<std::string> files = {"audio/soundtrack.ogg"};
-    for (const std::string& picture : content::pictureFiles()) files.push_back("textures/" + picture);
+    for (const std::string& picture : fixture::pictureFiles()) files.push_back("textures/" + picture);
     for (const std::string& file : files) {
         const std::string built = fixture::readFile("data/" + file);
         EXPECT_TRUE(!built.empty() && built == fixture::readFile(root + ("/" + file))) << file << " differs";

@@ -1,5 +1,6 @@
 // The generated pictures, read back from data/textures/ as the demo's loader reads them.
 #include "content_support.h"
+#include "tests/support/fixture.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@ static const std::vector<std::string> opaque = {"logo_vek.png", "logo_ka.png", "
 
 TEST(Pictures, EveryTextureIsAnEightBitRgbaPngOfItsShapeOpaqueOrCutOut)
 {
-    for (const std::string& file : content::pictureFiles()) {
+    for (const std::string& file : fixture::pictureFiles()) {
         const Picture p = readPicture(file);
         ASSERT_FALSE(p.rgba.empty()) << file << " is missing or not an 8-bit RGBA PNG";
         EXPECT_TRUE(file == "credits.png" ? p.width == 1024 && p.height == 1152 : p.width == p.height || p.width * 9 == p.height * 16) << file;

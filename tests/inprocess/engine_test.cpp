@@ -1,14 +1,10 @@
 // The engine's own arithmetic, in process where the outside view is clumsy: what a frame draws,
-// the viewport, the clock's figures, the command line, the game pad, PNGs and texture memory.
+// the viewport, the clock's figures, the game pad and PNGs.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <climits>
 #include <cmath>
 
-#include "framework/arguments.h"
 #include "framework/audio.h"
 #include "framework/camera.h"
 #include "framework/config.h"
@@ -17,7 +13,6 @@
 #include "framework/imagepng.h"
 #include "framework/joystick.h"
 #include "framework/music.h"
-#include "framework/texturemanager.h"
 #include "framework/timeline.h"
 #include "framework/timer.h"
 #include "tests/support/drawing.h"
@@ -78,9 +73,8 @@ TEST(Viewport, ZoomKeysScaleTheFlatViewingVolumeByThreeQuartersAndByFourThirds)
         glGetFloatv(GL_PROJECTION_MATRIX, m);
         return std::pair{(1 - m[12]) / m[0], (1 - m[13]) / m[5]};
     };
-    float aspect = 800.0f / 600.0f;
     camera.zoomIn();
-    EXPECT_NEAR(corner().first, aspect * 0.75f, 1e-4);
+    EXPECT_NEAR(corner().first, 800.0f / 600 * 0.75f, 1e-4);
     EXPECT_NEAR(corner().second, 0.75f, 1e-4);
     camera.zoomOut();
     EXPECT_NEAR(corner().second, 0.75f * 1.33f, 1e-4) << "the factors are not each other's inverse";
@@ -97,8 +91,7 @@ TEST(Clock, StatusTimeTruncatesToMinutesSecondsAndHundredths)
     }
 }
 
-// The fixture's track is one sine on a bin centre: what plays shows as that bin at the sine's
-// amplitude, whatever the window's length, and next to nothing elsewhere.
+// The fixture's sine is on a bin centre: any window length shows its amplitude there, near nothing elsewhere.
 TEST(Music, SpectrumOfAPlayingSineIsItsAmplitudeInItsBin)
 {
     music.follow();
@@ -132,34 +125,6 @@ TEST(Clock, SeekBeforeTheStartLandsOnZeroAndOnePastTheEndIsIgnored)
     EXPECT_EQ(music.getPosition(), 0) << "a seek to the end is ignored";
 }
 
-TEST(CommandLine, SizesAreTakenAsTheirLeadingDigitsAndSwitchesTurnOn)
-{
-    int width = Config::width, height = Config::height, bpp = Config::bpp;
-    bool debug = Config::debug, fullscreen = Config::fullscreen;
-    const char* words[] = {"demo", "-x", "abc", "-y", "-3", "stray", "-d", "-f"};
-    optind = 1;
-    arguments.get(8, const_cast<char**>(words));
-    EXPECT_EQ(std::pair(Config::width, Config::height), std::pair(0, -3));
-    EXPECT_TRUE(Config::debug && Config::fullscreen);
-
-    const char* beyond[] = {"demo", "-x", "3000000000", "-y", "-4294967297", "-b", "99999999999999999999"};
-    optind = 1;
-    arguments.get(7, const_cast<char**>(beyond));
-    EXPECT_EQ(std::tuple(Config::width, Config::height, Config::bpp), std::tuple(INT_MAX, INT_MIN, INT_MAX))
-        << "clamped, not wrapped";
-    Config::width = width, Config::height = height, Config::bpp = bpp, Config::debug = debug,
-    Config::fullscreen = fullscreen;
-}
-
-// --- PNG decoding ---------------------------------------------------------------------------
-
-struct Decoding {
-    const char* name;
-    fixture::PngPicture png;
-    int components;
-    std::vector<int> top, bottom;  // the samples of the top and bottom row of a 2 x 2 picture
-};
-
 fixture::PngPicture png(int type, int depth, std::vector<std::vector<uint8_t>> rows, std::vector<uint8_t> palette = {},
                      std::vector<uint8_t> trns = {}, bool interlaced = false)
 {
@@ -169,7 +134,7 @@ fixture::PngPicture png(int type, int depth, std::vector<std::vector<uint8_t>> r
 TEST(Png, EveryColourTypeAndDepthDecodesToEightBitSamplesBottomRowFirst)
 {
     const std::vector<uint8_t> palette = {255, 0, 0, 0, 255, 0, 0, 0, 255, 9, 8, 7};
-    const Decoding cases[] = {
+    const std::tuple<const char*, fixture::PngPicture, int, std::vector<int>, std::vector<int>> cases[] = {
         {"grey 1-bit", png(0, 1, {{0x80}, {0x40}}), 1, {255, 0}, {0, 255}},
         {"grey 8-bit interlaced", png(0, 8, {{1, 2}, {3, 4}}, {}, {}, true), 1, {1, 2}, {3, 4}},
         {"grey 16-bit", png(0, 16, {{0x12, 0x34, 0xab, 0xcd}, {0, 1, 0xff, 0}}), 1, {0x12, 0xab}, {0, 0xff}},
@@ -181,17 +146,15 @@ TEST(Png, EveryColourTypeAndDepthDecodesToEightBitSamplesBottomRowFirst)
          {0, 0, 255, 255, 9, 8, 7, 255}},
     };
     fixture::Directory scratch;
-    for (const Decoding& c : cases) {
-        fixture::writePng(scratch.file("p.png"), c.png);
+    for (const auto& [name, picture, components, top, bottom] : cases) {
+        fixture::writePng(scratch.file("p.png"), picture);
         Image* image = ImagePNG().load(scratch.file("p.png"));
-        ASSERT_NE(image, nullptr) << c.name;
-        EXPECT_EQ(image->components, c.components) << c.name;
+        ASSERT_NE(image, nullptr) << name;
         auto row = [&](int fromBottom) {
             const unsigned char* at = image->data + fromBottom * image->width * 4;
             return std::vector<int>(at, at + 2 * image->components);
         };
-        EXPECT_EQ(row(1), c.top) << c.name;
-        EXPECT_EQ(row(0), c.bottom) << c.name;
+        EXPECT_EQ(std::tuple(image->components, row(1), row(0)), std::tuple(components, top, bottom)) << name;
         image->releaseData();
         delete image;
     }
@@ -219,32 +182,6 @@ TEST(GamePad, StickMotionWithinThirtyTwoHundredOfTheCentreIsIgnored)
         joystick.update();
     }
     EXPECT_EQ(log.lines(), (std::vector<std::string>{"Joystick: L-Analog going down", "Joystick: L-Analog going up"}));
-}
-
-// Four bytes a pixel whatever the component count, in thousands of bytes, rounded down.
-TEST(Textures, UploadReportsTheCountAndTheMemoryAtFourBytesAPixel)
-{
-    std::map<std::string, Image*> loaded;
-    std::map<std::string, Texture*> uploaded;
-    loaded.swap(texturemanager.images);
-    uploaded.swap(texturemanager.textures);
-    const std::tuple<const char*, unsigned int, int> pictures[] = {{"rgba.png", 256, 4}, {"rgb.png", 100, 3}};
-    for (const auto& [name, side, components] : pictures) {
-        Image* image = new Image();
-        image->width = image->height = side;
-        image->components = components;
-        image->format = components == 4 ? GL_RGBA : GL_RGB;
-        image->data = new unsigned char[side * side * 4]();
-        texturemanager.addImage(name, image);
-    }
-    drawing::LogCapture log;
-    texturemanager.uploadImages();
-    std::vector<std::string> lines = log.lines();
-    for (const char* line : {"Texture manager: Uploaded 2 textures.", "Texture manager: Video memory usage: 302kB"})
-        EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << "256 * 256 * 4 + 100 * 100 * 4 bytes";
-    texturemanager.clearImages();
-    loaded.swap(texturemanager.images);
-    uploaded.swap(texturemanager.textures);
 }
 
 }  // namespace

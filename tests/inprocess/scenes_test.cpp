@@ -1,10 +1,7 @@
-// The six scenes as the program draws them, each frame at an exact music millisecond: what the
-// screen shows at the edges of every span, and the GL state each scene leaves for the next.
-// The fixture's pictures are flat colours (tests/support/fixture.cpp), so a pixel names the
-// picture drawn there. Runs in one process in declaration order: the scenes keep state.
+// The six scenes drawn at exact music milliseconds: the screen at the edges of every span, and
+// the GL state each leaves. The fixture's pictures are flat colours (tests/support/fixture.cpp),
+// so a pixel names the picture. Runs in declaration order in one process: the scenes keep state.
 #include <gtest/gtest.h>
-
-#include <GL/glu.h>
 
 #include <algorithm>
 #include <cmath>
@@ -28,8 +25,7 @@ protected:
     static void SetUpTestSuite()
     {
         loadShow();
-        // The district sways with the processor clock; here it stands still, so its picture is
-        // the same on every run.
+        // The district sways with the processor clock; held still, it draws alike on every run.
         timer.holdProcessor(0.0);
     }
 
@@ -37,8 +33,6 @@ protected:
 
     static Solardistrict& district() { return *static_cast<Solardistrict*>(demo.scenes["solardistrict"]); }
 };
-
-// --- intro ----------------------------------------------------------------------------------
 
 // First, while the shake offset is still at its start.
 TEST_F(Scenes, IntroArmShakesUpFromBelowThenJittersBetweenOneAndThreeHundredths)
@@ -80,8 +74,6 @@ TEST_F(Scenes, IntroArmSlidesInFromTheRightAndOutAgainOnTheMusicClock)
     }
 }
 
-// --- the other two-dimensional scenes -------------------------------------------------------
-
 // The blade covers the top half of the screen on the right, the head the bottom half on the
 // left; each drops by its offset while on its beat, and the offsets grow every frame drawn.
 TEST_F(Scenes, GuillotineDropsBladeAndHeadOnTheirBeatsByHowManyFramesWereDrawn)
@@ -109,9 +101,8 @@ TEST_F(Scenes, RiderBobsToANewHeightEvery150Milliseconds)
                                               {46050, cos(307.0) / 5 + 0.1}};
     for (const auto& [ms, height] : heights) {
         scene("riderideranke", ms);
-        auto [top, bottom] = extent(0.5f, riderBackdrop);
-        float measured = height > 0 ? top : bottom - 1.0f;  // the backdrop shows below or above the rider
-        EXPECT_NEAR(measured, height, onePixel) << "at " << ms;
+        auto [top, bottom] = extent(0.5f, riderBackdrop);  // the backdrop shows below or above the rider
+        EXPECT_NEAR(height > 0 ? top : bottom - 1.0f, height, onePixel) << "at " << ms;
     }
 }
 
@@ -127,8 +118,7 @@ TEST_F(Scenes, RiderShowsEachOfItsTwoFramesForFiftyDrawnFrames)
         runs.back()++;
         last = shown;
     }
-    // The first run is cut by frames drawn in earlier tests; the flip-book's float steps land a
-    // frame late now and then.
+    // The first run is cut by earlier tests' frames; the flip-book's float steps land a frame late at times.
     for (size_t i = 1; i + 1 < runs.size(); i++) EXPECT_NEAR(runs[i], 50, 1) << "run " << i;
     EXPECT_GE(runs.size(), 4u);
     glViewport(0, 0, 800, 600);
@@ -136,17 +126,13 @@ TEST_F(Scenes, RiderShowsEachOfItsTwoFramesForFiftyDrawnFrames)
 
 TEST_F(Scenes, CreditsScrollUpOneScreenFromFourToTenSecondsOfMusic)
 {
-    // Where the navy lower half of the picture ends on screen
+    // Where the navy lower half of the picture ends on screen; none shows before the scroll, no white after
     const std::pair<int, float> scroll[] = {{0, 0.0f}, {4000, 0.0f}, {5500, 0.25f}, {7000, 0.5f}, {10000, 1.0f},
                                             {125000, 1.0f}};
     for (const auto& [ms, edge] : scroll) {
         scene("credits", ms);
-        if (edge > 0) {
-            EXPECT_NEAR(extent(0.5f, navy).first, edge, onePixel) << "at " << ms;
-        }
-        if (edge < 1) {
-            EXPECT_NEAR(extent(0.5f, white).second, edge, onePixel) << "at " << ms;
-        }
+        EXPECT_NEAR(edge > 0 ? extent(0.5f, navy).first : 0, edge, onePixel) << "at " << ms;
+        EXPECT_NEAR(edge < 1 ? extent(0.5f, white).second : 1, edge, onePixel) << "at " << ms;
     }
 }
 
@@ -170,8 +156,6 @@ TEST_F(Scenes, FlatScenesLeaveBlendingAndTheirTwoDimensionalModeAsDesigned)
     scene("credits", 7000);
     EXPECT_EQ(integer(GL_TEXTURE_BINDING_2D), 0);
 }
-
-// --- the district ---------------------------------------------------------------------------
 
 TEST_F(Scenes, DistrictJumpsToTheNextCameraPresetAtItsMusicTimes)
 {
@@ -208,15 +192,13 @@ TEST_F(Scenes, DistrictLeavesLightingDepthAndColourMaterialOnForWhatFollows)
     scene("solardistrict", 80000);
     for (GLenum capability : {GL_LIGHTING, GL_LIGHT0, GL_DEPTH_TEST, GL_COLOR_MATERIAL})
         EXPECT_TRUE(glIsEnabled(capability)) << "capability " << capability;
-    EXPECT_EQ(integer(GL_COLOR_MATERIAL_FACE), GL_FRONT);
-    EXPECT_EQ(integer(GL_COLOR_MATERIAL_PARAMETER), GL_AMBIENT);
-    EXPECT_EQ(integer(GL_TEXTURE_BINDING_2D), 0);
-    EXPECT_EQ(integer(GL_PROJECTION_STACK_DEPTH), 1);
-    EXPECT_EQ(integer(GL_MODELVIEW_STACK_DEPTH), 1);
+    EXPECT_EQ((std::array{integer(GL_COLOR_MATERIAL_FACE), integer(GL_COLOR_MATERIAL_PARAMETER),
+                          integer(GL_TEXTURE_BINDING_2D), integer(GL_PROJECTION_STACK_DEPTH),
+                          integer(GL_MODELVIEW_STACK_DEPTH)}),
+              (std::array{GL_FRONT, GL_AMBIENT, 0, 1, 1}));
 }
 
-// How brightly a lit surface shows its picture: the share k of the texel's colour, when the
-// pixel is that colour scaled by k, and -1 when it is another colour.
+// How brightly a lit surface shows its texel: k when the pixel is the texel scaled by k, else -1
 float litShare(Pixel shown, Pixel texel)
 {
     float k = static_cast<float>(std::max({shown[0], shown[1], shown[2]})) / std::max({texel[0], texel[1], texel[2]});
@@ -242,8 +224,6 @@ TEST_F(Scenes, DistrictIsDrawnLitFromHighAboveAtBothEndsOfItsSpan)
         EXPECT_EQ(pixel(0.125f, 0.83f), (Pixel{0, 0, 0})) << "the sky at " << ms;
     }
 }
-
-// --- the schedule ---------------------------------------------------------------------------
 
 TEST_F(Scenes, DemoEndsNinetyNineMillisecondsBeforeTheMusicDoes)
 {

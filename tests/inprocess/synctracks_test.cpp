@@ -1,8 +1,6 @@
 // Sync tracks in process: the values between keys, the editor's protocol byte for byte against a
-// stand-in editor (served to a Synctracks of the case's own, driven frame by frame on a clock the
-// test holds), the bad bytes with what comes of each, and a bad file saved in a rehearsal. At
-// 120 bpm and 8 rows a beat, the defaults: 16 rows a second. The bad files at start-up are rows
-// of tests/data/bad-input.table.
+// stand-in editor, bad bytes, and a bad file saved in a rehearsal (at start-up: bad-input.table).
+// At 120 bpm and 8 rows a beat, the defaults: 16 rows a second.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -12,7 +10,6 @@
 #include "framework/script.h"
 #include "framework/stage.h"
 #include "framework/synctracks.h"
-#include "framework/watcher.h"
 #include "scenes/show.h"
 #include "tests/support/drawing.h"
 #include "tests/support/editor.h"
@@ -49,8 +46,8 @@ TEST(Values, EachInterpolationFollowsItsFormulaAndTheEndsHoldTheirKeys)
                 "Synctracks: Error! The track name \"a/../b\" has an empty, \".\" or \"..\" part between slashes");
 }
 
-// The tracks "cam:zoom" and "b" of a Synctracks of the case's own, served by a stand-in editor,
-// in a copy of the fixture
+// The tracks "cam:zoom" and "b" of a Synctracks of the case's own, served by a stand-in editor and
+// driven frame by frame on a clock the test holds, in a copy of the fixture
 class Editing : public drawing::InACopy {
 protected:
     // A frame at the music position, which follows the editor's seeks as the director's does
@@ -153,8 +150,7 @@ TEST_F(Editing, BadBytesDropTheEditorWithOneReasonKeepTheValuesAndItIsTriedAgain
     EXPECT_TRUE(program::waitFor(5, [&] { return frame().linked || editor.accept(0); })) << "a second later, again";
 }
 
-// A bad track file saved in a rehearsal is refused with the rest of the data, and the running
-// values stay.
+// A bad track file saved in a rehearsal is refused with the rest of the data; the values stay.
 TEST_F(Editing, ABadTrackFileSavedIsRefusedAndTheValuesStay)
 {
     if (demo.scenes.empty()) loadShow();
@@ -166,17 +162,6 @@ TEST_F(Editing, ABadTrackFileSavedIsRefusedAndTheValuesStay)
     EXPECT_TRUE(synctracks.filesChanged());
     EXPECT_EQ(stage.read().reason(), "Synctracks: Error! " + path + ": key 0 at row 4 has the interpolation 7, over 3");
     EXPECT_EQ(keysOf(synctracks.files["t/a"]), (Keys{{4, 1.0f, 0}}));
-}
-
-// The watcher sees data/sync/ come, its folders, and the saves in them.
-TEST_F(Editing, SavesInTheFoldersOfSyncTracksAreSeen)
-{
-    Watcher watcher;
-    watcher.start();
-    fixture::writeFile("data/sync/track_cam/zoom.track", bytes({0, 0, 0, 0}));
-    EXPECT_EQ(drawing::settled(watcher, 0), (drawing::Burst{{Signal::Tracks, "data/sync/"}}));
-    fixture::writeFile("data/sync/track_cam/zoom.track", bytes({0, 0, 0, 0}));
-    EXPECT_EQ(drawing::settled(watcher, 1000), (drawing::Burst{{Signal::Tracks, "data/sync/track_cam/zoom.track"}}));
 }
 
 }  // namespace

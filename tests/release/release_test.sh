@@ -9,7 +9,7 @@
 # Needs root rights for the showing (mounts, chroot); never skips without them.
 set -euo pipefail
 export LC_ALL=C
-check=$1 release=$2
+check=$1 release=$2 source=${3:-}
 
 fail() {
     echo "release test: $*" >&2
@@ -24,8 +24,7 @@ fi
 
 work=$(mktemp -d)
 trap 'kill $(jobs -p) $xvfb 2>/dev/null || true; rm -rf --one-file-system "$work"' EXIT
-xvfb=
-zip=
+xvfb= zip=
 for made in "$release"/*-linux-x86_64.zip; do [ "$made" -nt "$zip" ] && zip=$made; done
 [ -f "$zip" ] || fail "no archive in $release"
 unzip -q "$zip" -d "$work/archive"
@@ -33,7 +32,6 @@ folder=$(echo "$work/archive"/*)
 name=${folder##*/}
 
 files() {
-    local source=$1
     cd "$folder"
     [ "$(echo *)" = "README.txt data demo lib run.sh" ] || fail "the folder holds $(echo *)"
     # The machine's own set: the C and C++ runtimes, the graphics driver, X11, ALSA, PulseAudio
@@ -46,9 +44,7 @@ files() {
     for soname in $needed; do
         [[ $soname =~ $own || -f lib/$soname ]] || fail "$soname is needed, and neither in lib/ nor the machine's"
     done
-    for file in lib/*; do
-        [[ ! ${file#lib/} =~ $own ]] || fail "$file is the machine's own and must not be bundled"
-    done
+    for file in lib/*; do [[ ! ${file#lib/} =~ $own ]] || fail "$file is the machine's own and must not be bundled"; done
     local limit newest
     for limit in GLIBC_2.35 GLIBCXX_3.4.30 CXXABI_1.3.13; do
         newest=$(tr -d '()' <"$work/versions" | awk '{ print $2 }' | grep "^${limit%_*}_[0-9]" | sort -uV | tail -1)
@@ -71,9 +67,8 @@ files() {
         end" || fail "data/config.lua is not the tree's set for a showing"
 }
 
-# The root: the minimal base, the machine's own set and Mesa's drivers; no development package.
-# Made under a lock into a .part folder and renamed when complete, so that a run killed midway
-# leaves nothing a later run would take for a root.
+# The root: the minimal base, the machine's own set and Mesa's drivers; no development package. Made
+# under a lock into a .part folder renamed when complete: a run killed midway leaves no root.
 debian_root() {
     local packages=libc6,libstdc++6,libgcc-s1,libgl1,libglx0,libegl1,libopengl0,libgl1-mesa-dri,libglx-mesa0,libegl-mesa0,libgbm1,libdrm2,libx11-6,libxext6,libxcursor1,libxi6,libxfixes3,libxrandr2,libxss1,libasound2,libpulse0
     local roots=${DEMO_RELEASE_ROOTS:-/var/cache/rockinghorse-release}
@@ -116,11 +111,8 @@ play() {
     done
     [ -z "$scene" ] || [ "$lit" -ge 288 ] || fail "the screen stayed blank: $lit of 576 blocks lit (see $scene)"
     DISPLAY=$display xdotool windowfocus --sync "$window" key Escape
-    for ((tries = 0; tries < 100; tries++)); do kill -0 $pid 2>/dev/null || break; sleep 0.1; done
-    ! kill -0 $pid 2>/dev/null || fail "Escape did not end $what"
-    local status=0
-    wait $pid || status=$?
-    [ $status = 0 ] || fail "Escape ended $what with status $status"
+    timeout 10 tail --pid=$pid -f /dev/null || fail "Escape did not end $what"
+    wait $pid || fail "Escape ended $what with status $?"
     [ -z "$(ls -A "$here")$(find "$folder" -newer "$work/stamp")" ] ||
         fail "$what wrote $(ls -A "$here") $(find "$folder" -newer "$work/stamp")"
 }
@@ -131,22 +123,20 @@ showing() {
     xvfb=$!
     read -r -t 10 number <&3 || fail "Xvfb did not start"
     display=":$number"
-    mount --bind "$root" "$root"
-    mount -o remount,bind,ro "$root"
+    mount -o bind,ro "$root" "$root"
     mount -t proc proc "$root/proc"
     mount --rbind /dev "$root/dev"
     for tmp in tmp home media; do mount -t tmpfs tmpfs "$root/$tmp"; done
     mkdir "$root/tmp/.X11-unix" "$root/media/demo disk"
     mount --bind /tmp/.X11-unix "$root/tmp/.X11-unix"
-    mount --bind "$work/archive" "$root/media/demo disk"
-    mount -o remount,bind,ro "$root/media/demo disk"
+    mount -o bind,ro "$work/archive" "$root/media/demo disk"
     play "$release/showing.png"
     play "" -d
     echo "a scene on screen ($release/showing.png), Escape ended it with status 0, nothing written; the same with -d"
 }
 
 case $check in
-files) files "$3" ;;
+files) files ;;
 showing) showing ;;
 *) fail "unknown check $check" ;;
 esac

@@ -27,17 +27,6 @@ void scene(const std::string& name, int ms, int frames)
     for (int frame = 0; frame < frames; frame++) demo.scenes[name]->draw();
 }
 
-Pixel pixel(float x, float y)
-{
-    GLint viewport[4];
-    glGetIntegerv(GL_VIEWPORT, viewport);
-    unsigned char rgba[4];
-    glPixelStorei(GL_PACK_ALIGNMENT, 1);
-    glReadPixels(viewport[0] + static_cast<int>(x * viewport[2]), viewport[1] + static_cast<int>(y * viewport[3]), 1,
-                 1, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
-    return {rgba[0], rgba[1], rgba[2]};
-}
-
 int integer(GLenum name)
 {
     GLint value = 0;
@@ -62,6 +51,12 @@ static std::vector<Pixel> column(float x)
     std::vector<Pixel> pixels;
     for (size_t i = 0; i < rgba.size(); i += 4) pixels.push_back({rgba[i], rgba[i + 1], rgba[i + 2]});
     return pixels;
+}
+
+Pixel pixel(float x, float y)
+{
+    std::vector<Pixel> pixels = column(x);
+    return pixels[static_cast<size_t>(y * pixels.size())];
 }
 
 std::pair<float, float> extent(float x, Pixel colour)
@@ -120,13 +115,11 @@ unsigned int texture(const std::string& name, int width, int height,
             fixture::Rgba c = texel(s, t);
             data.insert(data.end(), {c.r, c.g, c.b, c.a});
         }
-    Texture* made = new Texture();
+    Texture* made = new Texture();  // GL repeats by default
     glGenTextures(1, &made->id);
     glBindTexture(GL_TEXTURE_2D, made->id);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, data.data());
     texturemanager.textures[name] = made;  // a texture replaced here is the test's to lose
     return made->id;

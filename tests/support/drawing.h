@@ -22,12 +22,10 @@ using Pixel = std::array<int, 3>;
 
 // The fixture's intro arm and guillotine blade as drawn (tests/support/fixture.cpp)
 const Pixel arm1{255, 255, 0}, blade{200, 200, 255};
-// Where an edge may land in the 600 rows of the test's window: a pixel, and half of one for the
-// filtering
+// Where an edge may land in the 600 rows of the test's window: a pixel, and half one for filtering
 const float onePixel = 1.5f / 600;
 
-// The music clock held at `ms`
-void at(int ms);
+void at(int ms);  // the music clock held there
 // The scene registered as `name` drawn `frames` times at `ms`
 void scene(const std::string& name, int ms, int frames = 1);
 
@@ -48,8 +46,8 @@ float armOffset();
 // nothing enabled that the scenes and effects leave to whatever follows
 void blankFrame();
 
-// Gives the texture manager an RGBA picture under `name` (nearest texels, repeating), as if it
-// had been loaded from a file; texel(s, t) with t = 0 the bottom row. Bound on return.
+// Gives the texture manager an RGBA picture under `name` (nearest texels, repeating), bound on
+// return; texel(s, t) with t = 0 the bottom row
 unsigned int texture(const std::string& name, int width, int height,
                      const std::function<fixture::Rgba(int, int)>& texel);
 
@@ -71,8 +69,7 @@ using Burst = std::map<Signal, std::string>;
 // What `watcher` saw up to `ms`, handed over a quarter second later: when the saves stop there
 Burst settled(Watcher& watcher, unsigned int ms);
 
-// Points the program's log at a scratch file, whatever DEBUG says, and reads it back as lines
-// without their date prefix.
+// The program's log pointed at a scratch file, whatever DEBUG says, read back as logLines()
 class LogCapture {
 public:
     LogCapture();

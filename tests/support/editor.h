@@ -1,6 +1,5 @@
-// A stand-in for the sync editor: a TCP server on 127.0.0.1 only (as editors often listen), on
-// a port of its own, for one demo at a time, speaking whatever bytes it is given. Every wait is
-// bounded.
+// A stand-in for the sync editor: a TCP server on 127.0.0.1 only (as editors often listen), on a
+// port of its own, for one demo at a time, speaking whatever bytes it is given; every wait bounded.
 #pragma once
 
 #include <initializer_list>

@@ -158,16 +158,24 @@ static const char* const baseSchedule =
     "addSceneToTimeline(\"greets\", 100000, 122000)\n"
     "addSceneToTimeline(\"credits\", 122000, 150000)\n";
 
+std::vector<std::string> pictureFiles()
+{
+    std::vector<std::string> files;
+    for (const ScenePictures& scene : scenePictures) {
+        files.insert(files.end(), scene.init.begin(), scene.init.end());
+        files.insert(files.end(), scene.drawn.begin(), scene.drawn.end());
+    }
+    return files;
+}
+
 void writeBase(const std::string& root, const std::map<std::string, std::string>& changes)
 {
     std::string data = root + "/data/";
     fs::create_directories(data + "textures");
     fs::create_directories(data + "audio");
     fs::create_directories(data + "shaders");
-    for (const ScenePictures& scene : scenePictures)
-        for (const std::vector<std::string>* pictures : {&scene.init, &scene.drawn})
-            for (const std::string& name : *pictures)
-                writeSolidPng(data + "textures/" + name, 16, 16, baseColours.count(name) ? baseColours.at(name) : Rgba{});
+    for (const std::string& name : pictureFiles())
+        writeSolidPng(data + "textures/" + name, 16, 16, baseColours.count(name) ? baseColours.at(name) : Rgba{});
     // Tall enough that the linear filter blurs their edges by less than a pixel on screen
     writeRgbaPng(data + "textures/guillotine_blad.png", 64, 1024,
                  [](int x, int y) { return x >= 32 && y < 512 ? Rgba{200, 200, 255, 255} : Rgba{0, 0, 0, 0}; });

@@ -32,11 +32,10 @@ void writePng(const std::string& path, const PngPicture& picture);
 // every spectrum of 256 values or more that the music gives of a track at 22050 Hz (bin 20 of 1024)
 const double TONE_HZ = 22050.0 / 2048 * 20;
 const double TONE_AMPLITUDE = 0.3;
-// Writes `seconds` of sound with libsndfile, `sample(i)` the value of sample frame i on every
-// channel, by default the tone; `format` is a full SF_FORMAT_* value
+// `seconds` of sound, `sample(i)` the value of sample frame i on every channel, by default the
+// tone; `format` is a full SF_FORMAT_* value
 void writeTrack(const std::string& path, double seconds, int rate, int channels, int format,
                 std::function<float(long)> sample = nullptr);
-// Writes these interleaved samples with libsndfile
 void writeSamples(const std::string& path, const std::vector<float>& samples, int rate, int channels, int format);
 
 std::string readFile(const std::string& path);
@@ -47,8 +46,7 @@ void writeFile(const std::string& path, const std::string& text);
 // empty one drops the key
 std::string configText(const std::map<std::string, std::string>& changes);
 
-// A fresh temporary directory with a copy of the base fixture's data/ (textures, shaders,
-// tracks, config, schedule); removed again when the object goes.
+// A temporary directory, removed with the object, with a copy of the base fixture's data/
 class Directory {
 public:
     Directory();
@@ -61,17 +59,17 @@ public:
     void write(const std::string& relative, const std::string& text) const;
     std::string read(const std::string& relative) const;
     void remove(const std::string& relative) const;
-    // data/config.lua as configText() makes it
-    void config(const std::map<std::string, std::string>& changes) const;
-    // data/demo.lua with this text
-    void schedule(const std::string& lua) const;
-    // data/ replaced by a copy of the directory `data`, these lines added to its settings (later
-    // assignments win: "DEBUG = true\n")
+    void config(const std::map<std::string, std::string>& changes) const;  // data/config.lua, as configText()
+    void schedule(const std::string& lua) const;                           // data/demo.lua
+    // data/ replaced by a copy of `data`, these lines added to its settings ("DEBUG = true\n")
     void copyData(const std::string& data, const std::string& settings) const;
 
 private:
     std::string root;
 };
+
+// Every picture the scenes bind, as scenes/show.h lists them
+std::vector<std::string> pictureFiles();
 
 // Writes the base fixture's data/ under `root` (the build puts it in FIXTURE_DIR): a texture for
 // every picture the scenes bind, one shader pair, a short and a 150 s track, every scene

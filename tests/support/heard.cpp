@@ -13,6 +13,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <numeric>
 #include <thread>
 
@@ -69,59 +70,41 @@ struct Server {
     }
 };
 
-// The sink's monitor, left channel, from construction to stop(). In stereo, as the sink renders
-// (a mono stream is remixed, which holds data back), and in short fragments: the sink then
-// renders no more than 10 ms ahead. Its threads, libpulse's and the reader, run ahead of the
-// machine's other work where they may (as root): one prompt read ties the whole to the clock.
-class Recording {
-public:
-    std::vector<float> samples;
-    double firstRendered = INFINITY;  // the smallest (stamp - samples so far / rate), ms
-
-    explicit Recording(const Server& server)
-    {
-        pa_sample_spec spec = {PA_SAMPLE_FLOAT32LE, RATE, 2};
-        pa_buffer_attr attr = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX, FRAGMENT * 2 * sizeof(float)};
-        int nice = getpriority(PRIO_PROCESS, 0);
-        setpriority(PRIO_PROCESS, 0, -15);
-        monitor = pa_simple_new(("unix:" + server.root + "/native").c_str(), "heard", PA_STREAM_RECORD,
-                                "heard.monitor", "recording", &spec, nullptr, &attr, nullptr);
-        if (monitor) reader = std::thread(&Recording::read, this);
-        setpriority(PRIO_PROCESS, 0, nice);
-    }
-    ~Recording() { stop(); }
-    bool started() const { return monitor != nullptr; }
-    void stop()
-    {
-        stopping = true;
-        if (reader.joinable()) reader.join();
-        if (monitor) pa_simple_free(monitor);
-        monitor = nullptr;
-    }
-
-private:
-    pa_simple* monitor = nullptr;
-    std::atomic<bool> stopping{false};
-    std::thread reader;
-
-    void read()
-    {
-        std::vector<float> block(2 * FRAGMENT);
-        while (!stopping && pa_simple_read(monitor, block.data(), block.size() * sizeof(float), nullptr) == 0) {
-            double stamp = steadyMs();
-            for (int i = 0; i < FRAGMENT; i++) samples.push_back(block[2 * i]);
-            firstRendered = std::min(firstRendered, stamp - samples.size() * 1000.0 / RATE);
-        }
-    }
-};
-
 }  // namespace
 
 Listening::Listening(const std::string& output, const std::string& steps)
 {
     Server server;
-    Recording recording(server);
-    if (!recording.started()) {
+    // The sink's monitor, left channel. In stereo, as the sink renders (a mono stream is remixed,
+    // which holds data back), and in short fragments: the sink then renders no more than 10 ms
+    // ahead. Its threads, libpulse's and the reader, run ahead of the machine's other work where
+    // they may (as root): one prompt read ties the whole to the clock.
+    pa_sample_spec spec = {PA_SAMPLE_FLOAT32LE, RATE, 2};
+    pa_buffer_attr attr = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX, FRAGMENT * 2 * sizeof(float)};
+    int nice = getpriority(PRIO_PROCESS, 0);
+    setpriority(PRIO_PROCESS, 0, -15);
+    std::unique_ptr<pa_simple, void (*)(pa_simple*)> monitor(
+        pa_simple_new(("unix:" + server.root + "/native").c_str(), "heard", PA_STREAM_RECORD, "heard.monitor",
+                      "recording", &spec, nullptr, &attr, nullptr),
+        pa_simple_free);
+    // The null sink renders on the monotonic clock at its rate, its configured latency before a
+    // sample counts as played, and each read is stamped as it returns. No sample arrives before it
+    // is rendered, so the smallest (stamp - samples so far / rate) is when sample 0 was rendered,
+    // however late a busy machine makes the other reads.
+    std::vector<float> recording;
+    double firstRendered = INFINITY;
+    std::atomic<bool> stopping{false};
+    std::thread reader;
+    if (monitor) reader = std::thread([&] {
+        std::vector<float> block(2 * FRAGMENT);
+        while (!stopping && pa_simple_read(monitor.get(), block.data(), block.size() * sizeof(float), nullptr) == 0) {
+            double stamp = steadyMs();
+            for (int i = 0; i < FRAGMENT; i++) recording.push_back(block[2 * i]);
+            firstRendered = std::min(firstRendered, stamp - recording.size() * 1000.0 / RATE);
+        }
+    });
+    setpriority(PRIO_PROCESS, 0, nice);
+    if (!monitor) {
         errors = "PulseAudio did not start";
         return;
     }
@@ -136,7 +119,8 @@ Listening::Listening(const std::string& output, const std::string& steps)
     int result = std::system(("cd " + directory.path() + " && " + server.environment + "nice -n -15 timeout 60 " +
                               HEARD_PLAYER + " player.txt " + steps + " 2>player.err").c_str());
     double latency = server.sinkLatency("configured ");  // while recording: what the recording asks
-    recording.stop();
+    stopping = true;
+    reader.join();
     status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;
     errors = directory.read("player.err");
     std::ifstream log(directory.file("player.txt"));
@@ -146,8 +130,8 @@ Listening::Listening(const std::string& output, const std::string& steps)
         if (word == "frame" && log >> frame.before >> frame.after >> frame.position) frames.push_back(frame);
         if (word == "event" && log >> event.kind >> event.wall) events.push_back(event);
     }
-    firstHeard = recording.firstRendered + latency;
-    find(recording.samples);
+    firstHeard = firstRendered + latency;
+    find(recording);
 }
 
 void Listening::find(const std::vector<float>& recording)

@@ -3,11 +3,6 @@
 // (heardplayer.cpp) runs the engine's audio and music and logs every clock reading with the
 // steady-clock moments around it. The track is noise, found again in the recording (noise.h).
 //
-// The null sink renders on the monotonic clock at its rate, its configured latency before a
-// sample counts as played, and each read of the recording is stamped as it returns. No sample
-// arrives before it is rendered, so the smallest (stamp - samples so far / rate) is when sample
-// 0 was rendered, however late a busy machine makes the other reads.
-//
 // Depends on: PulseAudio 16 (pulseaudio, pactl, libpulse-simple), ALSA's pulse plugin.
 #pragma once
 
@@ -51,7 +46,6 @@ private:
     std::vector<long> starts;  // the track sample each chunk of the recording holds, -1 for none
     double firstHeard = 0;     // steady-clock ms at which the first recorded sample was played
 
-    // Which track sample each chunk of the recording holds
     void find(const std::vector<float>& recording);
     long chunk(double wall) const;
     // The track ms heard at steady-clock ms `wall`; NaN in silence or where nothing matched

@@ -1,9 +1,7 @@
-// The heard-position player: the program's own globals (the engine's audio and music, set up
-// from data/config.lua in the working directory) in a frame loop at 60 frames a second, one
-// Audio::update and one getPosition a frame, as the director drives them. Its log, for heard.cpp:
-// "frame <steady ms before> <after> <position>" and "event <step> <steady ms>".
-//
-// heardplayer LOG STEP...   start, play:MS (frames for MS), seek:MS, pause, resume
+// The heard-position player: the engine's audio and music (set up from data/config.lua in the
+// working directory) at 60 frames a second, one Audio::update and one getPosition a frame, as the
+// director drives them. It logs "frame <steady ms before> <after> <position>" and "event <step>
+// <steady ms>" for heard.cpp.   heardplayer LOG STEP...   start, play:MS, seek:MS, pause, resume
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>

@@ -31,7 +31,8 @@ bool waitFor(double seconds, const std::function<bool()>& ready)
     }
 }
 
-Display::Display()
+Program::Program(const fixture::Directory& directory, std::vector<std::string> arguments)
+    : directory(directory), arguments(std::move(arguments))
 {
     int channel[2];
     if (pipe(channel) != 0) throw std::runtime_error("pipe failed");
@@ -45,25 +46,15 @@ Display::Display()
     ssize_t got = read(channel[0], number, sizeof(number) - 1);  // once it listens, or nothing when it ends
     close(channel[0]);
     if (!started.ok() || got <= 0) throw std::runtime_error("Xvfb did not start: " + started.reason());
-    display = ":" + std::string(number, strcspn(number, "\n"));
+    displayName = ":" + std::string(number, strcspn(number, "\n"));
 }
 
-Display::~Display() { stop(SIGTERM); }
-
-void Display::stop(int signal)
-{
-    xvfb.stop(signal);
-    xvfb.wait(5);
-}
-
-Program::Program(const fixture::Directory& directory, std::vector<std::string> arguments)
-    : directory(directory), arguments(std::move(arguments))
-{
-}
-
+// Ended with SIGTERM: killed, Xvfb would leave its lock and its socket behind
 Program::~Program()
 {
     if (x) XCloseDisplay(x);
+    xvfb.stop(SIGTERM);
+    xvfb.wait(5);
 }
 
 void Program::environment(const std::string& name, const std::string& value) { variables.push_back({name, value}); }
@@ -93,7 +84,7 @@ void Program::start()
     Process::Setting setting;
     setting.directory = directory.path();
     setting.environment = variables;
-    setting.environment.push_back({"DISPLAY", server.name()});
+    setting.environment.push_back({"DISPLAY", displayName});
     setting.out = open(directory.file("stdout.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     setting.err = open(directory.file("stderr.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     Result started = process.start(command, setting);
@@ -114,7 +105,11 @@ Ended Program::wait(double seconds)
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0, out(), err()};
 }
 
-void Program::loseDisplay() { server.stop(SIGKILL); }
+void Program::loseDisplay()
+{
+    xvfb.stop(SIGKILL);
+    xvfb.wait(5);
+}
 
 Ended Program::quit()
 {
@@ -142,7 +137,7 @@ std::string Program::xdotool(const std::string& arguments)
 {
     std::string expanded = arguments;
     for (size_t at; (at = expanded.find("%w")) != std::string::npos;) expanded.replace(at, 2, window());
-    std::string said = output("DISPLAY=" + server.name() + " timeout 10 xdotool " + expanded + " 2>/dev/null");
+    std::string said = output("DISPLAY=" + displayName + " timeout 10 xdotool " + expanded + " 2>/dev/null");
     while (!said.empty() && (said.back() == '\n' || said.back() == '\r')) said.pop_back();
     return said;
 }
@@ -169,7 +164,7 @@ fixture::Rgba Program::centre()
     if (!x) {
         // A window that went (the program ended) is an error reply, which would end the tests.
         XSetErrorHandler([](::Display*, XErrorEvent*) { return 0; });
-        x = XOpenDisplay(server.name().c_str());
+        x = XOpenDisplay(displayName.c_str());
     }
     Window drawable = std::stoul(window());
     XWindowAttributes attributes;

@@ -1,5 +1,5 @@
-// Runs the real demo binary as a person would: in a fixture directory, on a private Xvfb
-// display with the null sound output, driven by xdotool, observed through its exit status,
+// Runs the real demo binary as a person would: in a fixture directory, on an Xvfb display of its
+// own (Mesa's llvmpipe renders there) with the null sound output, driven by xdotool, observed through its exit status,
 // standard output and error, log file and window title. Every wait is bounded.
 #pragma once
 
@@ -17,22 +17,6 @@ namespace program {
 // Polls `ready` every 20 ms until it holds or `seconds` have passed; the one wait of the suite
 bool waitFor(double seconds, const std::function<bool()>& ready);
 
-// A private X server (Xvfb, Mesa's llvmpipe renders there), stopped with the object.
-class Display {
-public:
-    Display();
-    ~Display();
-    Display(const Display&) = delete;
-    Display& operator=(const Display&) = delete;
-    const std::string& name() const { return display; }
-    // Ends the server with `signal` and waits for its end
-    void stop(int signal);
-
-private:
-    std::string display;
-    Process xvfb;
-};
-
 struct Ended {
     int status = -1;  // exit status, or -1 when killed by a signal
     int signal = 0;   // the signal that ended it, 0 when it exited
@@ -46,9 +30,8 @@ public:
 
     std::string binary = DEMO_BINARY;  // another build's demo, for a benchmark that compares them
 
-    // Run as a user without privileges ("nobody") when the tests run as root, whom file
-    // permissions do not stop; the fixture directory is then handed to that user at start.
-    // False when there is no such user
+    // Run as "nobody" when the tests run as root, whom permissions do not stop, the fixture
+    // directory handed to that user at start; false when there is no such user
     bool unprivileged();
     // Sets a variable of the program's environment; before start()
     void environment(const std::string& name, const std::string& value);
@@ -56,7 +39,6 @@ public:
     bool running();
     // Waits for the end within `seconds`; kills the program and reports a signal otherwise
     Ended wait(double seconds = 30);
-    // Sends the program `signal` (SIGTERM, SIGINT, ...)
     void send(int signal);
     // Kills the program's X server, as the end of a session does
     void loseDisplay();
@@ -70,7 +52,7 @@ public:
     bool waitForLog(const std::string& text, double seconds = 15) const;
 
     // The program's X server, for a window manager a test starts beside it
-    const std::string& display() const { return server.name(); }
+    const std::string& display() const { return displayName; }
     // The demo's window, found by process id and given the keyboard focus
     std::string window();
     std::string title();
@@ -92,10 +74,9 @@ private:
     const fixture::Directory& directory;
     std::vector<std::string> arguments;
     std::vector<std::pair<std::string, std::string>> variables;
-    Display server;
-    Process process;
+    Process xvfb, process;
+    std::string displayName, windowId;
     int user = -1, group = -1;  // who the program runs as; -1: as the tests do
-    std::string windowId;
     struct _XDisplay* x = nullptr;  // a connection to the server, opened by centre()
 };
 

@@ -16,8 +16,8 @@ struct Line {
 };
 
 struct Step {
-    std::string name, action;  // the action: xdotool's arguments, "" for none
-    size_t through;            // the log lines expected by the step's end
+    std::string action;  // xdotool's arguments, "" for none
+    size_t through;      // the log lines expected by the step's end
 };
 
 struct Expected {
@@ -38,7 +38,7 @@ Expected readExpected(const std::string& path)
             step = text.substr(3, colon - 3);
             if (step == "stdout" || step == "status") continue;
             size_t through = expected.steps.empty() ? 0 : expected.steps.back().through;
-            expected.steps.push_back({step, colon == std::string::npos ? "" : text.substr(colon + 2), through});
+            expected.steps.push_back({colon == std::string::npos ? "" : text.substr(colon + 2), through});
             continue;
         }
         std::vector<Line>& into = step == "stdout" ? expected.out : step == "status" ? expected.status : expected.log;

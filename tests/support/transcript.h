@@ -1,21 +1,11 @@
 // Golden transcripts: a scripted run of the real program compared with an expected file under
-// tests/data/, written by hand. The file gives the steps of the run, each with the lines the
-// program logs after it (date prefix stripped, "Plot" lines left out), then standard output,
-// then the exit status:
-//
-//   # a comment
-//   == start                 a step without an action: the lines logged from the start
-//   Demo: Starting now!
-//   OpenGL: Vendor: *        a * stands for a value the system does not define
-//   == seek: key Right Return  a step: xdotool's arguments ("%w" the program's window), then
-//   ...                      any lines, up to the first that matches the next expected line
-//   == stdout
-//   Time: 0:5:0
-//   == status
-//   0
-//
-// After each step's action the runner waits until the log holds at least as many lines as the
-// file expects by then; a failure names the step and the first line that differs.
+// tests/data/, written by hand. The file is steps, each a line "== name: action" (xdotool's
+// arguments, "%w" the program's window; the first step has none) and the lines the program logs
+// after it (date prefix stripped, "Plot" lines left out), then "== stdout" and "== status" with
+// theirs. A "*" in a line stands for a value the system does not define, a line "..." for any
+// lines up to the first that matches the next, and "#" starts a comment. After each action the
+// runner waits until the log holds as many lines as the file expects by then; a failure names
+// the step and the first line that differs.
 #pragma once
 
 #include <string>

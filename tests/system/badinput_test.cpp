@@ -1,6 +1,5 @@
-// Every bad input a user can give, as one row each of tests/data/bad-input.table: the real demo
-// run on a fixture changed as the row says, its exit status and what it wrote checked. No row
-// may end on a signal or fail to end in time.
+// Every bad input a user can give, one row each of tests/data/bad-input.table: the real demo run
+// on a fixture changed as the row says, never ending on a signal or late.
 #include <gtest/gtest.h>
 
 #include <regex>

@@ -1,6 +1,5 @@
-// The music clock against what a real sound server plays: the engine's audio and music in the
-// player, on a private PulseAudio server ("esd" output), from the stream's first moments, through
-// a seek, a pause and a resume. ALSA's pulse plugin is measured by bench/heard_bench.cpp.
+// The music clock against what a private PulseAudio server ("esd" output) plays, from the first
+// moments through a seek, a pause and a resume. ALSA's pulse plugin: bench/heard_bench.cpp.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,7 +1,6 @@
-// Reload on save: the real program rehearsing the credits (one picture filling the window)
-// while its data/ is saved as an editor saves it, and spoilt as an author might spoil it; seen
-// through the log, the title and the window. Which saves make one reload, and what a save made
-// during a reload does: inprocess/rehearsal_test.cpp; a showing: livecode/livecode_test.cpp.
+// Reload on save: the real program rehearsing the credits (one picture filling the window) while
+// its data/ is saved as an editor saves it and spoilt as an author might; seen through the log, the
+// title and the window. Which saves make one reload, a save during one: inprocess/rehearsal_test.cpp.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -29,11 +28,9 @@ Writer text(const std::string& contents)
     return [=](const std::string& path) { fixture::writeFile(path, contents); };
 }
 
-// An author's slip, saved into `file`, and its repair: `file` saved back as it was, unless
-// `mend` says otherwise.
+// An author's slip saved into `file`, and its repair: `mend`, then `file` saved back as it was
 struct Mistake {
-    std::string message;  // in the log and after the status line in the title
-    std::string file;
+    std::string message, file;  // the message in the log and after the status line in the title
     Writer spoil;
     bool taken = false;  // reloaded all the same, with the message as a warning
     std::function<void()> mend = nullptr;
@@ -77,7 +74,7 @@ protected:
         EXPECT_THAT(demo.title(), testing::StartsWith("Scene: 0/6 - Time: ")) << "the status line comes first";
 
         if (mistake.mend) mistake.mend();
-        else save(mistake.file, text(original));
+        save(mistake.file, text(original));
         ASSERT_TRUE(waitFor(20, [&] { return reloads() == before + mistake.taken + 1; })) << mistake.message;
         EXPECT_TRUE(demo.waitForStatusAlone()) << "still in the title: " << demo.title();
         std::vector<int> heard = program::musicPositions(demo.log());
@@ -117,15 +114,13 @@ TEST_F(SavingInRehearsal, MistakesKeepItPlayingWithTheErrorInLogAndTitleUntilMen
                                 fs::permissions(path, fs::perms::none);
                             }});
         // A folder that cannot be listed is found when the next save reads data/ again.
-        auto listable = [&](fs::perms perms) {
-            return [=](const std::string& path) {
-                fs::create_directories(directory.file(folder));
-                fs::permissions(directory.file(folder), perms);
-                fixture::writeFile(path, directory.read(schedule));
-            };
-        };
         mistakes.push_back({"Utils: Error! Cannot list data/textures/private: Permission denied", schedule,
-                            listable(fs::perms::none), false, [&] { save(schedule, listable(fs::perms::all)); }});
+                            [&](const std::string& path) {
+                                fs::create_directories(directory.file(folder));
+                                fs::permissions(directory.file(folder), fs::perms::none);
+                                fixture::writeFile(path, directory.read(schedule));
+                            },
+                            false, [&] { fs::permissions(directory.file(folder), fs::perms::all); }});
     }
     for (const Mistake& mistake : mistakes) {
         spoilAndMend(mistake);
@@ -153,8 +148,7 @@ TEST_F(SavingInRehearsal, APictureSavedWhilePausedIsShownAndTheShowStaysPaused)
     EXPECT_TRUE(demo.shows("r"));
     EXPECT_EQ(printedTime(), paused) << "still paused at the same moment";
     EXPECT_EQ(occurrences(demo.log(), "Timer: Unpaused!"), 0);
-    EXPECT_NE(demo.log().find("Watcher: data/textures/credits.png changed, reading data/ once for the reload\n"),
-              std::string::npos);
+    EXPECT_TRUE(demo.waitForLog("Watcher: data/textures/credits.png changed, reading data/ once for the reload\n"));
 
     directory.write("data/config.lua", directory.read("data/config.lua") + "-- a comment\n");
     ASSERT_TRUE(

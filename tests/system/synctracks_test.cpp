@@ -3,7 +3,6 @@
 // seeks and saves; then a showing of the saved file, and a capture of a range of it.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
 
 #include "tests/support/editor.h"
@@ -60,10 +59,9 @@ TEST(SyncEditor, KeysServedInARehearsalAreSavedThenShownAndCaptured)
     EXPECT_EQ(showing.quit().status, 0);
 
     // A capture of 10 to 12.5 s, four frames a second, draws each frame at its own moment.
-    ASSERT_EQ(std::system(("cd " + directory.path() + " && mkdir frames && " + TRACKS_CAPTURE +
-                           " --from 10000 --to 12500 --fps 4 --size 64x36 --output frames/%05d.png 2>/dev/null")
-                              .c_str()),
-              0);
+    const std::string capture = "cd " + directory.path() + " && mkdir frames && " + TRACKS_CAPTURE +
+                                " --from 10000 --to 12500 --fps 4 --size 64x36 --output frames/%05d.png 2>/dev/null";
+    ASSERT_EQ(std::system(capture.c_str()), 0);
     std::string frames =
         program::output("ffmpeg -v error -i " + directory.file("frames/%05d.png") + " -f rawvideo -pix_fmt rgb24 -");
     ASSERT_EQ(frames.size(), 10u * 64 * 36 * 3);

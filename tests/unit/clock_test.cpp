@@ -11,7 +11,14 @@ namespace {
 
 class Output {
 public:
-    explicit Output(bool live) : live(live) {}
+    // The device watched closely before the track starts at 0, as the music does when it opens it
+    explicit Output(bool live) : live(live)
+    {
+        playing = false;
+        for (double wall = -100; wall < 0; wall += 0.25) frame(wall);
+        playing = true;
+        restart(0, 0);
+    }
 
     // Device ms heard at `wall` is wall + offset; the mixer has mixed up to the period boundary
     // a latency ahead of that.
@@ -29,8 +36,7 @@ public:
             latency = live ? 0 : LATENCY;
             stale = -1;
         }
-        double source = track + std::max(0.0, device - start);
-        last = clock.read({wall, device, latency, playing, source}, INFINITY);
+        last = clock.read({wall, device, latency, playing, track + std::max(0.0, device - start)}, INFINITY);
         return last;
     }
     // The whole process stands from `wall` for `ms`, the output's mixer with it. A sound server
@@ -41,20 +47,6 @@ public:
         if (skipsAhead) stale = mixed(wall);
         else offset -= ms;
     }
-    // The device watched closely before the track starts, as the music does when it opens it
-    void watch()
-    {
-        playing = false;
-        for (double wall = -100; wall < 0; wall += 0.25) frame(wall);
-        playing = true;
-    }
-    // Watched, started at 0 and played for two seconds at 60 frames a second
-    void playTwoSeconds(double& back)
-    {
-        watch();
-        restart(0, 0);
-        worst(0, 2000, 60, back);
-    }
     // The source starts again at the track's `ms` with the mixer's next period
     void restart(double wall, double ms)
     {
@@ -62,8 +54,9 @@ public:
         track = ms;
         clock.jump(ms, ms);
     }
-    // Frames at `fps` from `from` to `to`; the worst distance from what is heard and any step back
-    double worst(double from, double to, double fps, double& back)
+    // Frames at `fps` from `from` to `to`; the worst distance from what is heard (any step back
+    // kept in `back`)
+    double worst(double from, double to, double fps)
     {
         double worst = 0;
         for (double wall = from; wall < to; wall += 1000 / fps) {
@@ -76,7 +69,7 @@ public:
 
     static constexpr double PERIOD = 23.22, LATENCY = 47.44;
     bool live, playing = true;
-    double offset = -1000, start = 0, track = 0, last = 0, stale = -1;
+    double offset = -1000, start = 0, track = 0, last = 0, stale = -1, back = 0;
     Clock clock;
 };
 
@@ -87,40 +80,34 @@ TEST(Clock, FromATenthOfASecondAfterAStartOrSeekItIsWithinTwoMillisecondsOfTheSo
     for (bool live : {false, true}) {
         for (double fps : {60.0, 10.0}) {
             Output output(live);
-            double back = 0;
-            output.watch();
-            output.restart(0, 0);
-            EXPECT_LE(output.worst(100, 3000, fps, back), 2.0) << live << " " << fps;
+            EXPECT_LE(output.worst(100, 3000, fps), 2.0) << live << " " << fps;
             output.restart(3000, 20000);
             EXPECT_EQ(output.frame(3000), 20000) << "a seek reads back exactly";
-            output.worst(3000, 3100, fps, back);
-            EXPECT_LE(output.worst(3100, 6000, fps, back), 2.0) << live << " " << fps;
-            EXPECT_EQ(back, 0) << "never backwards";
+            output.worst(3000, 3100, fps);
+            EXPECT_LE(output.worst(3100, 6000, fps), 2.0) << live << " " << fps;
+            EXPECT_EQ(output.back, 0) << "never backwards";
         }
     }
 }
 
-// A pause stops the output, which stands still until the resume opens it afresh and the source
-// starts again from the millisecond the picture froze at. The picture holds there until the
-// sound does, and is with it a tenth of a second after the resume, after a long pause and a
-// short one. The output's timing is learnt anew, so one of fixed latency is known to within a
-// mixer period.
+// A pause stops the output until the resume opens it afresh and the source starts again from
+// the millisecond the picture froze at. The picture holds there until the sound does, and is with
+// it a tenth of a second after the resume, after a long pause and a short one; the output's timing
+// is learnt anew, so one of fixed latency is known to within a mixer period.
 TEST(Clock, AfterAPauseThePictureGoesOnWithTheSoundFromWhereItFroze)
 {
     for (bool live : {true, false}) {
         for (double ms : {20.0, 990.0}) {
-            std::string name = std::string(live ? "live, " : "fixed, ") + std::to_string(ms) + " ms";
             Output output(live);
-            double back = 0;
-            output.playTwoSeconds(back);
+            output.worst(0, 2000, 60);
             double frozen = std::floor(output.frame(2010)), resume = 2010 + ms;
             output.stall(2010, ms, false);  // the output stands still, and the sound with it
             output.clock.reopened();
             output.restart(resume, frozen);
-            EXPECT_EQ(output.frame(resume), frozen) << name;
-            output.worst(resume, resume + 100, 60, back);
-            EXPECT_LE(output.worst(resume + 100, resume + 1000, 60, back), live ? 2.0 : Output::PERIOD) << name;
-            EXPECT_EQ(back, 0) << name << ": backwards";
+            EXPECT_EQ(output.frame(resume), frozen) << live << " " << ms;
+            output.worst(resume, resume + 100, 60);
+            EXPECT_LE(output.worst(resume + 100, resume + 1000, 60), live ? 2.0 : Output::PERIOD) << live << " " << ms;
+            EXPECT_EQ(output.back, 0) << live << " " << ms << ": backwards";
         }
     }
 }
@@ -128,10 +115,9 @@ TEST(Clock, AfterAPauseThePictureGoesOnWithTheSoundFromWhereItFroze)
 TEST(Clock, ALiveOutputOutlastsAnOptimisticReading)
 {
     Output output(true);
-    double back = 0;
-    output.playTwoSeconds(back);
+    output.worst(0, 2000, 60);
     EXPECT_LE(output.frame(2000, 40) - output.heard(2000), 2.0) << "one reading 40 ms early";
-    EXPECT_LE(output.worst(2016, 3000, 60, back), 2.0);
+    EXPECT_LE(output.worst(2016, 3000, 60), 2.0);
 }
 
 // A sound server's interpolated timing in a stream's first seconds: right about half a second
@@ -140,8 +126,6 @@ TEST(Clock, ALiveOutputOutlastsAnOptimisticReading)
 TEST(Clock, ALiveOutputKeepsThePaceOfTheSoundWhileTheServersTimingWanders)
 {
     Output output(true);
-    output.watch();
-    output.restart(0, 0);
     double worst = 0;
     for (double wall = 0; wall < 8000; wall += 1000 / 60.0) {
         double since = std::max(0.0, wall - 500), wander = 4e-3 * std::fmod(since, 1300) + 1e-3 * since;
@@ -161,8 +145,7 @@ TEST(Clock, ThroughAStallTheClockFollowsTheSoundWithoutRunningAheadOrBack)
     for (bool live : {true, false}) {
         for (bool skipsAhead : {true, false}) {
             Output output(live);
-            double back = 0;
-            output.playTwoSeconds(back);
+            output.worst(0, 2000, 60);
             output.stall(2000, 200, skipsAhead);
             double ahead = 0, behind = 0;
             for (double wall = 2200; wall < 2500; wall += frame) {
@@ -175,8 +158,8 @@ TEST(Clock, ThroughAStallTheClockFollowsTheSoundWithoutRunningAheadOrBack)
             if (skipsAhead) {
                 EXPECT_LE(behind, live ? 2.0 : Output::PERIOD) << name << ": behind the sound a frame after the stall";
             }
-            EXPECT_LE(output.worst(2500, 4000, 60, back), 2.0) << name;
-            EXPECT_EQ(back, 0) << name << ": backwards";
+            EXPECT_LE(output.worst(2500, 4000, 60), 2.0) << name;
+            EXPECT_EQ(output.back, 0) << name << ": backwards";
         }
     }
 }

@@ -35,8 +35,7 @@ int sleeper()
 TEST(Process, TellsHowItEndedOrWhyItCouldNotStart)
 {
     Process shell;
-    ASSERT_TRUE(shell.start({"sh", "-c", "exit 3"}).ok());
-    ASSERT_TRUE(shell.wait(10));
+    ASSERT_TRUE(shell.start({"sh", "-c", "exit 3"}).ok() && shell.wait(10));
     EXPECT_EQ(shell.ending(), "exited with status 3");
     EXPECT_EQ(Process().start({"no-such-program"}).reason(), "cannot run no-such-program: No such file or directory");
 }
