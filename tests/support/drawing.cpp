@@ -39,25 +39,23 @@ bool near(Pixel a, Pixel b)
     return std::abs(a[0] - b[0]) <= 3 && std::abs(a[1] - b[1]) <= 3 && std::abs(a[2] - b[2]) <= 3;
 }
 
-// The pixels of one column of the viewport, bottom first
-static std::vector<Pixel> column(float x)
+// `count` pixels of column x of the viewport from height y up (0: to its top), bottom first
+static std::vector<Pixel> column(float x, float y = 0.0f, int count = 0)
 {
     GLint viewport[4];
     glGetIntegerv(GL_VIEWPORT, viewport);
-    std::vector<unsigned char> rgba(viewport[3] * 4);
+    int from = static_cast<int>(y * viewport[3]);
+    int rows = count ? count : viewport[3] - from;
+    std::vector<unsigned char> rgba(rows * 4);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
-    glReadPixels(viewport[0] + static_cast<int>(x * viewport[2]), viewport[1], 1, viewport[3], GL_RGBA,
+    glReadPixels(viewport[0] + static_cast<int>(x * viewport[2]), viewport[1] + from, 1, rows, GL_RGBA,
                  GL_UNSIGNED_BYTE, rgba.data());
     std::vector<Pixel> pixels;
     for (size_t i = 0; i < rgba.size(); i += 4) pixels.push_back({rgba[i], rgba[i + 1], rgba[i + 2]});
     return pixels;
 }
 
-Pixel pixel(float x, float y)
-{
-    std::vector<Pixel> pixels = column(x);
-    return pixels[static_cast<size_t>(y * pixels.size())];
-}
+Pixel pixel(float x, float y) { return column(x, y, 1)[0]; }
 
 std::pair<float, float> extent(float x, Pixel colour)
 {

@@ -74,6 +74,11 @@ struct Server {
 
 Listening::Listening(const std::string& output, const std::string& steps)
 {
+    // Made before the recording starts: nothing after it may throw until its reader is joined.
+    fixture::Directory directory;
+    fixture::writeTrack(directory.file("data/audio/noise.wav"), TRACK_SECONDS, RATE, 1, SF_FORMAT_WAV | SF_FORMAT_FLOAT,
+                        noise::sample);
+    directory.config({{"AUDIO", "\"" + output + "\""}, {"MUSIC", "\"noise.wav\""}, {"DEBUG", "false"}});
     Server server;
     // The sink's monitor, left channel. In stereo, as the sink renders (a mono stream is remixed,
     // which holds data back), and in short fragments: the sink then renders no more than 10 ms
@@ -112,10 +117,6 @@ Listening::Listening(const std::string& output, const std::string& steps)
     // opens before they are out is neither played nor timed until then, and timed badly for
     // seconds after. From then on it renders as it plays, as a desktop's sink does.
     program::waitFor(10, [&] { return server.sinkLatency("Latency: ") < 50; });
-    fixture::Directory directory;
-    fixture::writeTrack(directory.file("data/audio/noise.wav"), TRACK_SECONDS, RATE, 1, SF_FORMAT_WAV | SF_FORMAT_FLOAT,
-                        noise::sample);
-    directory.config({{"AUDIO", "\"" + output + "\""}, {"MUSIC", "\"noise.wav\""}, {"DEBUG", "false"}});
     int result = std::system(("cd " + directory.path() + " && " + server.environment + "nice -n -15 timeout 60 " +
                               HEARD_PLAYER + " player.txt " + steps + " 2>player.err").c_str());
     double latency = server.sinkLatency("configured ");  // while recording: what the recording asks
